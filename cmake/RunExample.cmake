@@ -1,0 +1,12 @@
+# Runs PROGRAM; it has to end with 0 and, where the file EXPECTED exists, print exactly its text.
+execute_process(COMMAND ${PROGRAM} OUTPUT_VARIABLE output RESULT_VARIABLE result)
+message("${output}")
+if(NOT result EQUAL 0)
+    message(FATAL_ERROR "${PROGRAM} ended with ${result}")
+endif()
+if(EXISTS ${EXPECTED})
+    file(READ ${EXPECTED} expected)
+    if(NOT output STREQUAL expected)
+        message(FATAL_ERROR "The output above differs from ${EXPECTED}:\n${expected}")
+    endif()
+endif()
