@@ -1,0 +1,62 @@
+#include <trelis/foundation/diagnostics.h>
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+std::vector<std::wstring> received;
+
+/// Collects messages while a test runs.
+class Diagnostics : public testing::Test {
+  protected:
+    Diagnostics() {
+        received.clear();
+        SetDebugOutput([](const wchar_t* message) { received.emplace_back(message); });
+    }
+    ~Diagnostics() override { SetDebugOutput(nullptr); }
+};
+
+using DiagnosticsDeathTest = Diagnostics;
+
+TEST_F(Diagnostics, TraceFormatsArriveIntact) {
+    const std::size_t size = 123456789012345U;
+    TrelisTrace(L"CleanCache: Removed '%s', %Iu bytes, %3Iu files\n",
+                L"/tmp/\u00e4\u4e2d\U0001F9E0", size, std::size_t{7});
+    TrelisTrace(L"%S|%-6s|%.2s|%c|%C|%I64d|%I32x|%ls|%hs|%d%%|%.*f", "narrow", L"ab", L"xyz",
+                L'\u00e9', 'n', -5000000000LL, 255U, L"wide", "thin", -3, 2, 1.005);
+    EXPECT_EQ(received, (std::vector<std::wstring>{
+                            L"CleanCache: Removed '/tmp/\u00e4\u4e2d\U0001F9E0', 123456789012345 "
+                            L"bytes,   7 files\n",
+                            L"narrow|ab    |xy|\u00e9|n|-5000000000|ff|wide|thin|-3%|1.00"}));
+}
+
+TEST_F(Diagnostics, TraceIsCutAt1023Characters) {
+    const std::wstring text(5000, L'x');
+    TrelisTrace(L"<%s>", text.c_str());
+    TrelisTrace(L"%s!", std::wstring(1022, L'y').c_str());
+    TrelisTrace(L"%s!", std::wstring(1023, L'z').c_str());
+    EXPECT_EQ(received[0], L"<" + std::wstring(1022, L'x'));
+    EXPECT_EQ(received[1], std::wstring(1022, L'y') + L"!");
+    EXPECT_EQ(received[2], std::wstring(1023, L'z'));
+}
+
+TEST_F(DiagnosticsDeathTest, CrashSendsItsMessageWholeAndAsItStands) {
+    const std::wstring longMessage = std::wstring(6000, L'm') + L" %s %n \u00b5 end";
+    EXPECT_DEATH(Crash(longMessage.c_str()), "^m{6000} %s %n \xC2\xB5 end\n");
+    EXPECT_DEATH(
+        {
+            SetDebugOutput([](const wchar_t* message) {
+                if (std::wstring(message) == L"z argument out of range") {
+                    _exit(3);
+                }
+            });
+            Crash(L"z argument out of range");
+        },
+        "z argument out of range");
+}
+
+}  // namespace

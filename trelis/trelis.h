@@ -1,0 +1,19 @@
+#pragma once
+
+/// Every public header of the library.
+
+#include <trelis/export.h>
+#include <trelis/foundation/common_grid.h>
+#include <trelis/foundation/diagnostics.h>
+#include <trelis/foundation/edge_point.h>
+#include <trelis/foundation/epsilon.h>
+#include <trelis/foundation/line_geometry.h>
+#include <trelis/foundation/matrix.h>
+#include <trelis/foundation/progress.h>
+#include <trelis/foundation/undefined.h>
+#include <trelis/foundation/vector.h>
+#include <trelis/foundation/volume.h>
+#include <trelis/foundation/volume_size.h>
+#include <trelis/foundation/volume_span.h>
+#include <trelis/foundation/volume_tools.h>
+#include <trelis/foundation/voxel_space_geometry.h>
