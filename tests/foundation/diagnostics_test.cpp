@@ -34,6 +34,11 @@ TEST_F(Diagnostics, TraceFormatsArriveIntact) {
                             L"narrow|ab    |xy|\u00e9|n|-5000000000|ff|wide|thin|-3%|1.00"}));
 }
 
+TEST_F(Diagnostics, NarrowTextIsUtf8InAnyLocale) {
+    TrelisTrace(L"%S at %d%%\n", "caf\xC3\xA9", 50);
+    EXPECT_EQ(received.at(0), L"caf\u00e9 at 50%\n");
+}
+
 TEST_F(Diagnostics, TraceIsCutAt1023Characters) {
     const std::wstring text(5000, L'x');
     TrelisTrace(L"<%s>", text.c_str());

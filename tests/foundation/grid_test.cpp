@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -71,12 +72,27 @@ TEST(CommonGrid, SnapsInwardsToTheGridWhoseVoxelsWereTakenUnlessAVoxelWouldRemai
     EXPECT_EQ(kept.xsize(), 2);
 }
 
+TEST(CommonGrid, SnapsAcrossATenthOfAVoxelAndTakesTiesFromTheLaterGrid) {
+    // Two grids of 1 mm voxels, one moved by the offset. Zero bytes sort last: the grid at 0 is the
+    // later one and gives the borders.
+    for (const auto& [offset, low] : {std::pair(0.0625, -5.0), std::pair(0.1875, -4.0)}) {
+        const auto g = CalculateIntersectionSizeAndResolution(
+            {gridAt(0, 10, 4, 1, 1), gridAt(offset, 10, 4, 1, 1)}, true);
+        EXPECT_EQ(g.xsize(), 5 - low);
+        EXPECT_NEAR(g.RVoxelToReal({}).x, low, 1e-12);
+    }
+}
+
 TEST(CommonGrid, OfDisjointGridsOrOfVoxelsWithoutLengthHasNoPlanes) {
     const auto a = gridAt(0, 4, 4, 1, 1);
     EXPECT_EQ(sizesOf(CalculateIntersectionSizeAndResolution({a, gridAt(4, 4, 4, 1, 1)}, false)),
               std::tuple(1, 1, 0));
-    EXPECT_EQ(sizesOf(CalculateIntersectionSizeAndResolution({gridAt(0, 4, 4, 0, 1)}, true)),
-              std::tuple(1, 1, 0));
+    Random random(10);
+    for (int i = 0; i < 20; ++i) {
+        const FVoxelSpaceGeometry flat(random.rigid(1.0), 40, 40, 30, 0, 1.5, 2);
+        EXPECT_EQ(sizesOf(CalculateIntersectionSizeAndResolution({flat}, true)),
+                  std::tuple(1, 1, 0));
+    }
 }
 
 TEST(CommonGrid, IsTheSameToTheBitInEveryOrderOfTheList) {

@@ -20,7 +20,6 @@ const Vector initialisedFromConstant = Vector::M_Y;
 TEST(Vector, ConstantsAreReadyForStaticInitialisersAndZeroNormalisesToX) {
     EXPECT_EQ(initialisedFromConstant, Vector(0, -1, 0));
     EXPECT_EQ(Vector::ZERO.Normalized(), Vector::P_X);
-    EXPECT_EQ(Vector(1, 2, 3).Cross(Vector(-2, 1, 5)), Vector(7, -11, 5));
 }
 
 TEST(Epsilon, IsStrictAndNanEqualsNan) {
@@ -37,17 +36,12 @@ TEST(Epsilon, IsStrictAndNanEqualsNan) {
 }
 
 TEST(Matrix, AnglesTurnEachAxisRightHandedAboutFixedAxesInTurn) {
-    const double right = std::numbers::pi / 2;
     MMatrix m;
-    m.SetTranslation(5, 6, 7);
-    m.RotateX(right);
-    EXPECT_NEAR_VECTOR(m.TransformVector({0, 1, 0}), Vector(0, 0, 1), 1e-12);
-    EXPECT_EQ(m.GetTranslation(), Vector(5, 6, 7));
-    m = MMatrix();
-    m.RotateY(right);
+    m.SetRotation(std::numbers::pi / 2, 0, 0);
+    EXPECT_NEAR_VECTOR(m.Transform({0, 1, 0}), Vector(0, 0, 1), 1e-12);
+    m.SetRotation(0, std::numbers::pi / 2, 0);
     EXPECT_NEAR_VECTOR(m.Transform({0, 0, 1}), Vector(1, 0, 0), 1e-12);
-    m = MMatrix();
-    m.RotateZ(right);
+    m.SetRotation(0, 0, std::numbers::pi / 2);
     EXPECT_NEAR_VECTOR(m.Transform({1, 0, 0}), Vector(0, 1, 0), 1e-12);
     MMatrix composed;
     composed.SetRotation(0.1, 0.2, 0.3);
@@ -65,9 +59,6 @@ TEST(Matrix, GetRotationInvertsSetRotationAndItsResidualShowsWhatIsNoRotation) {
     for (int i = 0; i < 200; ++i) {
         const MMatrix m = random.rigid(2.0);
         EXPECT_LT(m.GetRotation(angles.x, angles.y, angles.z), 1e-12);
-        MMatrix again;
-        again.SetRotation(angles.x, angles.y, angles.z);
-        EXPECT_TRUE(again.EqualRotation(m));
     }
     MMatrix upright;
     upright.SetRotation(0.4, std::numbers::pi / 2, 0.0);
@@ -76,18 +67,34 @@ TEST(Matrix, GetRotationInvertsSetRotationAndItsResidualShowsWhatIsNoRotation) {
     EXPECT_GT(mirrored.GetRotation(angles.x, angles.y, angles.z), 1.0);
 }
 
-TEST(Matrix, RotateAboutAxisTurnsTheOtherWayAndForgetsTheTranslation) {
+TEST(Matrix, RotationsApplyBeforeTheOldOnesAndAboutAnAxisTheOtherWayWithoutTranslation) {
+    Random random(9);
+    const MMatrix before = random.rigid(2.0);
+    const Vector p = random.vector(5);
+    for (const Vector& axis : {Vector::P_X, Vector::P_Y, Vector::P_Z}) {
+        MMatrix turn;
+        turn.SetRotation(0.3 * axis.x, 0.3 * axis.y, 0.3 * axis.z);
+        MMatrix m = before;
+        m.RotateX(0.3 * axis.x);
+        m.RotateY(0.3 * axis.y);
+        m.RotateZ(0.3 * axis.z);
+        EXPECT_NEAR_VECTOR(m.Transform(p), before.Transform(turn.Transform(p)), 1e-12);
+        m = before;
+        m.RotateAboutAxis(-0.3, 7 * axis);
+        EXPECT_NEAR_VECTOR(m.Transform(p), before.TransformVector(turn.Transform(p)), 1e-12);
+    }
+    // About an oblique axis: Rodrigues' formula with the negative angle.
+    const Vector u = Vector(1, 2, 3).Normalized();
     MMatrix m;
-    m.SetTranslation(1, 2, 3);
-    m.SetScale(2);
-    m.RotateAboutAxis(std::numbers::pi / 2, Vector(7, 0, 0));
-    EXPECT_NEAR_VECTOR(m.Transform(Vector::P_Y), Vector(0, 0, -2), 1e-12);
-    EXPECT_EQ(m.GetTranslation(), Vector::ZERO);
-    MMatrix aboutNothing;
-    aboutNothing.RotateAboutAxis(0.3, Vector::ZERO);
+    m.RotateAboutAxis(0.7, {1, 2, 3});
+    EXPECT_NEAR_VECTOR(
+        m.Transform(p),
+        std::cos(0.7) * p - std::sin(0.7) * u.Cross(p) + (1 - std::cos(0.7)) * u.Dot(p) * u, 1e-12);
+    m = MMatrix();
+    m.RotateAboutAxis(0.3, Vector::ZERO);
     MMatrix aboutX;
     aboutX.RotateX(-0.3);
-    EXPECT_EQ(aboutNothing, aboutX);
+    EXPECT_EQ(m, aboutX);
 }
 
 TEST(Matrix, CombinationsEqualTheTransformsOneAfterTheOther) {
@@ -108,8 +115,6 @@ TEST(Matrix, CombinationsEqualTheTransformsOneAfterTheOther) {
         MMatrix general;
         general.InverseAny4x3(a);
         EXPECT_NEAR_VECTOR(general.Transform(p), a.InverseTransform(p), 1e-8);
-        EXPECT_NEAR_VECTOR(a.TransformVector(a.InverseTransformVector(p)), p, 1e-10);
-        EXPECT_NEAR_VECTOR(a.Rotate(a.RotateT(p)), p, 1e-10);
     }
 }
 
@@ -131,10 +136,11 @@ TEST(Matrix, ProductsDifferInOrderAndLeaveTheTranslation) {
     MMatrix b({0, 1, 0}, {0, 0, 1}, {2, 0, 0});
     b.SetScale(3);
     MMatrix mul = a;
+    mul.SetScale(2);
     mul.TranslateY(2);
     mul.Mul(b);
     EXPECT_EQ(mul.GetVector(0), Vector(6, 1, 2));
-    EXPECT_EQ(mul.GetScale(), 3);
+    EXPECT_EQ(mul.GetScale(), 6);
     EXPECT_EQ(mul.GetTranslation(), Vector(8, 10, 12));
     MMatrix transMul = a;
     transMul.TransMul(b);
@@ -210,6 +216,9 @@ TEST(Lines, ClosestApproachTellsSegmentsFromLines) {
         approach(q, q + Vector(0, 2, 0));
         EXPECT_DOUBLE_EQ(distance, -0.0001);
     }
+    // An oblique line: y = x - 1.5.
+    EXPECT_NEAR_VECTOR(approach({0.5, -1, 0}, {3.5, 2, 0}), Vector(1.5, 0, 0), 1e-12);
+    EXPECT_NEAR(distance, 0, 1e-12);
     onFirst = {9, 9, 9};
     EXPECT_EQ(approach({5, 5, 5}, {6, 5.003, 5}), Vector::ZERO);
     EXPECT_EQ(distance, 1e8);

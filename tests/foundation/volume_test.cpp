@@ -71,7 +71,13 @@ TEST(Volume, EveryMutableAccessSetsTheFlagAndDropsTheCacheAndNoConstOneDoes) {
                                         [](Image& v) { *v.GetSpanX(0, 0).begin() = 9; },
                                         [](Image& v) { *v.GetSpanXY(0).begin() = 9; },
                                         [](Image& v) { *v.GetSpanY(0, 0).begin() = 9; },
-                                        [](Image& v) { *v.GetSpanZ(0, 0).begin() = 9; }};
+                                        [](Image& v) { *v.GetSpanZ(0, 0).begin() = 9; },
+                                        [](Image& v) {
+                                            unsigned short* pixels = v.begin();
+                                            v.MinMax();
+                                            pixels[0] = 9;
+                                            v.SetPixelsModified(true);
+                                        }};
     for (const auto access : accesses) {
         Image image = row({1, 2, 3});
         EXPECT_EQ(image.MinMax().maximum, 3);
@@ -106,6 +112,18 @@ TEST(Volume, SizeChangesReallocateAndClearTheModifiedFlag) {
     EXPECT_FALSE(image.SetResMM(1, 1, 1));
     EXPECT_EQ(image.GetZResMM(), 1.0000005);
     EXPECT_TRUE(image.SetResMM(1, 1, 1.1));
+}
+
+TEST(Volume, WithoutPixelsHasNoCacheToHandOnAndNoFlagToClear) {
+    Image none;
+    none.SetSizeNoAllocation(2, 1, 1);
+    none.SetPixelsModified(true);
+    EXPECT_EQ(none.MinMax().maximum, 0);
+    Image image = row({5, 6});
+    image.CopyPixels(none);
+    EXPECT_EQ(image.MinMax().maximum, 6);
+    none.AllocatePixels();
+    EXPECT_TRUE(none.PixelsModified());
 }
 
 TEST(Volume, OverStorageOfTheApplicationNeverFreesNorReplacesIt) {

@@ -1,6 +1,7 @@
 #include <trelis/foundation/common_grid.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -16,6 +17,9 @@ namespace {
 constexpr double kLargest = std::numeric_limits<double>::max();
 constexpr double kResolutionTolerance = 1e-6;
 
+/// Shorter voxels, in millimetres, count as having no length.
+constexpr double kSmallestVoxel = 1e-9;
+
 /// Fraction of a voxel by which a box may miss a voxel border and still be snapped onto it.
 constexpr double kSnapTolerance = 0.1;
 /// A snapped box must be longer than this many voxels.
@@ -30,18 +34,22 @@ std::uint64_t byteOrderKey(std::uint64_t bits) {
     return reversed;
 }
 
-/// The place of a geometry in the canonical order: the numbers it stores, in their order.
-std::vector<std::uint64_t> canonicalKey(const FVoxelSpaceGeometry& g) {
-    std::vector<std::uint64_t> key;
-    const auto append = [&key](double number) {
-        key.push_back(byteOrderKey(std::bit_cast<std::uint64_t>(number)));
+/// The place of a geometry in the canonical order: its three transforms with 13 numbers each, half
+/// sizes, resolutions, inverse resolutions and sizes.
+using CanonicalKey = std::array<std::uint64_t, 3 * 13 + 4 * 3>;
+
+CanonicalKey canonicalKey(const FVoxelSpaceGeometry& g) {
+    CanonicalKey key{};
+    std::size_t count = 0;
+    const auto append = [&](double number) {
+        key[count++] = byteOrderKey(std::bit_cast<std::uint64_t>(number));
     };
-    for (const MMatrix& matrix :
-         {g.GetTransform(), g.GetTransformRVoxelToReal(), g.GetTransformRealToRVoxel()}) {
+    for (const MMatrix* matrix :
+         {&g.GetTransform(), &g.GetTransformRVoxelToReal(), &g.GetTransformRealToRVoxel()}) {
         for (int row = 0; row < 4; ++row) {
-            std::for_each(matrix[row], matrix[row] + 3, append);
+            std::for_each((*matrix)[row], (*matrix)[row] + 3, append);
         }
-        append(matrix.GetScale());
+        append(matrix->GetScale());
     }
     const int sizes[3] = {g.xsize(), g.ysize(), g.zsize()};
     const double resolutions[3] = {g.xres(), g.yres(), g.zres()};
@@ -53,7 +61,7 @@ std::vector<std::uint64_t> canonicalKey(const FVoxelSpaceGeometry& g) {
         append(1.0 / resolution);
     }
     for (const int size : sizes) {
-        key.push_back(byteOrderKey(static_cast<std::uint32_t>(size)));
+        key[count++] = byteOrderKey(static_cast<std::uint32_t>(size));
     }
     return key;
 }
@@ -93,6 +101,9 @@ struct AxisGrid {
                                    : !EpsilonZero(resolution, kResolutionTolerance);
     }
 
+    /// An empty box, or voxels without length (which a turned frame shows as rounding noise).
+    bool isEmpty() const { return low >= high || EpsilonZero(resolution, kSmallestVoxel); }
+
     void snapInwards() {
         const double snappedLow =
             std::ceil((low - origin) / resolution - kSnapTolerance) * resolution + origin;
@@ -103,7 +114,7 @@ struct AxisGrid {
             high = snappedHigh;
         }
         const double count = std::abs(high - low) / resolution + 0.5;
-        if (!(count < static_cast<double>(std::numeric_limits<int>::max()))) {
+        if (!(count < std::numeric_limits<int>::max() + 1.0)) {
             std::terminate();
         }
         size = static_cast<int>(count);
@@ -139,7 +150,7 @@ FVoxelSpaceGeometry CalculateIntersectionSizeAndResolution(
         if (!axis.hasUsableResolution(useFinestResolution)) {
             std::terminate();
         }
-        overlap = overlap && !(axis.low >= axis.high);
+        overlap = overlap && !axis.isEmpty();
     }
     if (overlap) {
         for (AxisGrid& axis : axes) {

@@ -17,6 +17,8 @@ std::atomic<void (*)(const wchar_t*)> debugOutputSink{nullptr};
 
 void Crash(const wchar_t* message) noexcept {
     trelis::detail::writeDebugOutput(message);
+    // Messages have no newline of their own; a terminal wants one.
+    trelis::detail::writeDebugOutput(L"\n");
     if (const auto sink = debugOutputSink.load()) {
         sink(message);
     }
@@ -35,7 +37,8 @@ void TrelisTrace(const wchar_t* format, ...) noexcept {
     try {
         trelis::detail::formatWide(message, kTraceBufferLength, format, arguments);
     } catch (const std::bad_alloc&) {
-        message[0] = L'\0';
+        va_end(arguments);
+        return;
     }
     va_end(arguments);
     if (debugger) {

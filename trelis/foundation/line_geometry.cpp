@@ -26,8 +26,9 @@ Vector CalculateIntersectionPoint(const Vector& p1, const Vector& p2, const Vect
     const double beta = -d1.Dot(d2);
     const double squaredSine = 1.0 - beta * beta;
     if (squaredSine < kParallelLimit) {
+        const Vector first = p1;  // distance may be one of its components
         distance = kParallelDistance;
-        return p1;
+        return first;
     }
 
     const double g = 1.0 / squaredSine;

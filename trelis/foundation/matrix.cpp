@@ -72,24 +72,24 @@ double MMatrix::GetRotation(double& a, double& b, double& c) const {
     const double(&r)[4][3] = entries_;
     const double h = std::sqrt(r[0][0] * r[0][0] + r[0][1] * r[0][1]);
     // With row 0 along Z, c is free; 0 is taken and a carries the rest.
-    c = 0.0;
-    double sinC = r[0][1];
-    double cosC = 1.0;
-    if (h != 0.0) {
-        c = std::atan2(r[0][1], r[0][0]);
-        sinC = r[0][1] / h;
-        cosC = r[0][0] / h;
-    }
-    b = std::atan2(-r[0][2], h);
-    a = std::atan2(sinC * r[2][0] - cosC * r[2][1], cosC * r[1][1] - sinC * r[1][0]);
+    const bool free = h == 0.0;
+    const double angleC = free ? 0.0 : std::atan2(r[0][1], r[0][0]);
+    const double sinC = free ? r[0][1] : r[0][1] / h;
+    const double cosC = free ? 1.0 : r[0][0] / h;
+    const double angleB = std::atan2(-r[0][2], h);
+    const double angleA =
+        std::atan2(sinC * r[2][0] - cosC * r[2][1], cosC * r[1][1] - sinC * r[1][0]);
 
-    const MMatrix rotation = rotationByAngles(a, b, c);
+    const MMatrix rotation = rotationByAngles(angleA, angleB, angleC);
     double residual = 0.0;
     for (int i = 0; i < 3; ++i) {
         for (int j = 0; j < 3; ++j) {
             residual += std::abs(rotation[i][j] - r[i][j]);
         }
     }
+    a = angleA;
+    b = angleB;
+    c = angleC;
     return residual;
 }
 

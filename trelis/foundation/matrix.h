@@ -5,8 +5,9 @@
 #include <trelis/foundation/vector.h>
 
 /// An affine transform: three axis rows R, a translation t and a uniform scale s. Points are row
-/// vectors multiplied from the left, p' = s (p R) + t, so row 0 is the image of the source X axis.
-/// The rows need be neither unit length nor orthogonal, but every inverse named here other than
+/// vectors multiplied from the left, p' = s (p R) + t, so row 0 is the image of the source X axis
+/// and t has the unit of the points, millimetres in this library. Row indices are not checked. The
+/// rows need be neither unit length nor orthogonal, but every inverse named here other than
 /// `InverseAny3x3` and `InverseAny4x3` takes the transpose of R for its inverse, which is right for
 /// orthonormal rows only. Angles are radians. A plain value: nothing allocates or fails; concurrent
 /// reads are safe. An operation whose argument is the object itself reads the old values

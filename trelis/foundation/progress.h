@@ -9,7 +9,8 @@ class TRELIS_API QAbortPressed {};
 /// How long operations tell the application what is done; implemented by the application, never
 /// owned by the library. Fractions run from 0 to 1 and never fall within one range. `SetProgress`
 /// and `SubRange` are called on the thread that called the operation; `ReportProgress` also from
-/// workers of a parallel loop, but never by two threads at once.
+/// workers of a parallel loop, by one at a time while the others wait: it must not wait for the
+/// calling thread.
 class TRELIS_API FProgressReportingBody {
   public:
     virtual ~FProgressReportingBody();
@@ -23,8 +24,8 @@ class TRELIS_API FProgressReportingBody {
     /// Never called by the library; a place for the application to keep its display alive.
     virtual void ProcessEvents() = 0;
 
-    /// A reporter whose 0 to 1 is `from` to `to` of this one's range. It stays owned by this
-    /// reporter and must live as long as it.
+    /// A reporter whose 0 to 1 is `from` to `to` of this one's range. This reporter owns it and
+    /// keeps it for its own lifetime.
     virtual FProgressReportingBody& SubRange(double from, double to) = 0;
 
     /// Never called by the library; whether the application offers cancellation.

@@ -37,7 +37,8 @@ class MVectorTemplate {
     constexpr T LengthSquared() const { return Dot(*this); }
     T Length() const { return std::sqrt(LengthSquared()); }
 
-    /// The vector times the reciprocal of its length; (1, 0, 0) where the length is not above 0.
+    /// The vector times the reciprocal of its length; (1, 0, 0) where the length is not above 0, be
+    /// it for a NaN or because squares of the components underflow.
     MVectorTemplate Normalized() const {
         const T length = Length();
         if (!(length > T(0))) {

@@ -6,6 +6,7 @@
 #include <new>
 #include <ostream>
 #include <type_traits>
+#include <utility>
 
 #include <trelis/foundation/detail/extremes.h>
 #include <trelis/foundation/diagnostics.h>
@@ -41,7 +42,7 @@ QVolume<T>::QVolume(T* pixels, int xsize, int ysize, int zsize, double xres, dou
                     double zres)
     : QVolumeSize(xsize, ysize, zsize, xres, yres, zres),
       pixels_(pixels),
-      count_(blockSize(xsize, ysize, zsize, sizeof(T))),
+      count_(pixels == nullptr ? 0 : blockSize(xsize, ysize, zsize, sizeof(T))),
       external_(true) {}
 
 template <typename T>
@@ -80,19 +81,28 @@ QVolume<T>::~QVolume() {
 
 template <typename T>
 void QVolume<T>::AllocatePixels() {
-    FreePixels();
-    pixels_ = nullptr;
-    count_ = 0;
-    external_ = false;
+    minMaxValid_ = false;
+    if (pixels_ != nullptr) {
+        FreePixels();
+        pixels_ = nullptr;
+        count_ = 0;
+        external_ = false;
+    }
     if (xsize_ < 0 || ysize_ < 0 || zsize_ < 0) {
         std::terminate();
     }
     if (planeStride() == 0 && zsize_ == 0) {
         return;
     }
-    const std::size_t count = blockSize(xsize_, ysize_, zsize_, sizeof(T));
-    pixels_ = new T[count];
-    count_ = count;
+    try {
+        const std::size_t count = blockSize(xsize_, ysize_, zsize_, sizeof(T));
+        pixels_ = new T[count];
+        count_ = count;
+        external_ = false;
+    } catch (const std::bad_alloc&) {
+        FreePixels();
+        throw;
+    }
 }
 
 template <typename T>
@@ -126,7 +136,11 @@ bool QVolume<T>::SetSizeNoAllocation(int x, int y, int z) {
     }
     FreePixels();
     if (pixels_ != nullptr) {
+        // Storage of the application stays, unless its new size cannot be expressed.
+        T* const storage = std::exchange(pixels_, nullptr);
+        count_ = 0;
         count_ = blockSize(x, y, z, sizeof(T));
+        pixels_ = storage;
     }
     return true;
 }
@@ -216,7 +230,7 @@ typename QVolume<T>::MinMaxPixelInfo QVolume<T>::MinMax() const {
             info.maximum = *largest;
         }
         minMax_ = info;
-        minMaxValid_ = true;
+        minMaxValid_ = pixels_ != nullptr;
         return info;
     }
 }

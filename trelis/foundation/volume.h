@@ -43,12 +43,13 @@ class QVolume : public QVolumeSize {
     QVolume(int xsize, int ysize, int zsize, double xres, double yres, double zres);
 
     /// A deep copy, flags and cache included, so it equals its source. The copy owns its pixels
-    /// even when the source wraps storage of the application.
+    /// even when the source wraps storage of the application. std::bad_alloc when they do not fit.
     QVolume(const QVolume& other);
 
     /// Copies sizes (`SetSize`), resolutions (`SetResMM`), pixels and the valid flag, and sets the
     /// modified flag; of a source without pixels only sizes, resolutions and the valid flag, and
-    /// frees the pixels owned here.
+    /// frees the pixels owned here. Fails as `SetSize` does. Storage of the application must hold
+    /// all pixels of the source.
     QVolume& operator=(const QVolume& other);
 
     ~QVolume();
@@ -66,7 +67,8 @@ class QVolume : public QVolumeSize {
 
     /// Takes the sizes and allocates new pixels when they differ from the present ones or there are
     /// none. A volume over storage of the application keeps pointing at it: the caller sees to its
-    /// size. Returns whether the sizes changed.
+    /// size. Returns whether the sizes changed. Fails as `AllocatePixels` does; also over storage
+    /// of the application a product of sizes that does not fit leaves a volume without pixels.
     bool SetSize(int x, int y, int z);
 
     /// As `SetSize` without allocation: after a change there are no owned pixels.
@@ -82,7 +84,9 @@ class QVolume : public QVolumeSize {
     /// As `CopyGeometry` without allocation: when the sizes differ, owned pixels are freed.
     void CopyGeometryNoAllocation(const QVolumeSize& other);
 
-    /// Takes sizes and pixels of the source, not its resolutions, and sets the modified flag.
+    /// Takes sizes (`SetSize`) and pixels of the source, not its resolutions, and sets the modified
+    /// flag. Of a source without pixels no pixel is copied, though some are allocated. Storage of
+    /// the application must hold all pixels of the source.
     void CopyPixels(const QVolume& source);
 
     /// Equal sizes, resolutions (within 1e-6), modified flags and pixels. The flag belongs to it: a
@@ -158,6 +162,7 @@ class QVolume : public QVolumeSize {
         minMaxValid_ = false;
     }
     /// The modified flag itself, for a transaction of the application that saves and restores it.
+    /// Writing through the pointer leaves the cache of `MinMax` as it is.
     bool* PixelsModifiedForTransaction() { return &modified_; }
 
     bool PixelsValid() const { return valid_; }
@@ -172,6 +177,7 @@ class QVolume : public QVolumeSize {
 
   protected:
     /// Wraps xsize ysize zsize voxels at `pixels`, which stay the caller's and are never freed.
+    /// std::bad_alloc when that product does not fit the address space.
     QVolume(T* pixels, int xsize, int ysize, int zsize, double xres, double yres, double zres);
 
   private:

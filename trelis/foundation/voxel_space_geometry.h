@@ -15,8 +15,10 @@ class FVoxelSpaceGeometry {
     using Vector = MVectorTemplate<double>;
 
     /// `transform` maps millimetres along the grid axes, with the origin at the centre of the voxel
-    /// box, to real coordinates; its scale should be 1, for it is left out of the way from the box
-    /// centre to the corner. Sizes are voxel counts, resolutions voxel edge lengths in millimetres.
+    /// box, to real coordinates; its scale should be 1, for the offset from the box centre to the
+    /// corner ignores it. Sizes are voxel counts, resolutions voxel edge lengths in millimetres.
+    /// Nothing is checked: a resolution of 0 or a singular transform has no inverse, and gives what
+    /// `MMatrix::InverseAny4x3` says.
     TRELIS_API FVoxelSpaceGeometry(const MMatrix& transform, int xsize, int ysize, int zsize,
                                    double xres, double yres, double zres);
 

@@ -4,7 +4,6 @@
 #include <atomic>
 #include <exception>
 #include <mutex>
-#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -109,8 +108,8 @@ void parallelFor(std::size_t count, FProgressReportingBody& progress,
             while (threads.size() < extraThreads) {
                 threads.emplace_back([&loop] { loop.work(); });
             }
-        } catch (const std::system_error&) {
-            // The system gives no more threads: those that are there do the work.
+        } catch (const std::exception&) {
+            // The system has no more threads or memory for them: those that are there do the work.
         }
         loop.work();
     }

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include <fcntl.h>
+#include <locale.h>
 #include <unistd.h>
 
 namespace trelis::detail {
@@ -115,26 +116,28 @@ void formatWide(wchar_t* buffer, std::size_t capacity, const wchar_t* format,
     // Where the text does not fit, the formatter fails, but has filled the buffer with its
     // beginning.
     std::wmemset(buffer, L'\0', capacity);
-    std::vswprintf(buffer, capacity, translateFormat(format).c_str(), arguments);
+    const std::wstring translated = translateFormat(format);
+    // Narrow text is UTF-8 and numbers are plain, whatever the locale of the process.
+    const locale_t utf8 = newlocale(LC_ALL_MASK, "C.UTF-8", nullptr);
+    const locale_t previous = utf8 != nullptr ? uselocale(utf8) : nullptr;
+    std::vswprintf(buffer, capacity, translated.c_str(), arguments);
+    if (utf8 != nullptr) {
+        uselocale(previous);
+        freelocale(utf8);
+    }
     buffer[capacity - 1] = L'\0';
 }
 
 void writeDebugOutput(const wchar_t* message) noexcept {
-    // Messages of Crash have no final newline; a terminal wants one.
     constexpr std::size_t kBufferSize = 4096;
     char buffer[kBufferSize];
     std::size_t used = 0;
-    wchar_t last = L'\0';
     for (; *message != L'\0'; ++message) {
         if (used + kMaximumUtf8Length >= kBufferSize) {
             writeAll(STDERR_FILENO, buffer, used);
             used = 0;
         }
-        last = *message;
-        used += encodeUtf8(last, buffer + used);
-    }
-    if (last != L'\n') {
-        buffer[used++] = '\n';
+        used += encodeUtf8(*message, buffer + used);
     }
     writeAll(STDERR_FILENO, buffer, used);
 }
