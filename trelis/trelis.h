@@ -17,3 +17,9 @@
 #include <trelis/foundation/volume_span.h>
 #include <trelis/foundation/volume_tools.h>
 #include <trelis/foundation/voxel_space_geometry.h>
+#include <trelis/segment/boolean_operations.h>
+#include <trelis/segment/fixed_point_iterators.h>
+#include <trelis/segment/segment_volume.h>
+#include <trelis/segment/span_x.h>
+#include <trelis/segment/undo_stack.h>
+#include <trelis/segment/volume_cell.h>
