@@ -106,9 +106,18 @@ void combineDifferentGeometries(const SegmentVolume& a, const SegmentVolume& b,
     }
 }
 
-void requireGeometryOfA(const SegmentVolume& a, const SegmentVolume& result) {
+/// The operation on different grids, or `onOneGrid` where they are equal.
+template <typename Operation>
+void combineOverlaid(const SegmentVolume& a, const SegmentVolume& b, SegmentVolume& result,
+                     void (*onOneGrid)(const SegmentVolume&, const SegmentVolume&,
+                                       SegmentVolume&)) {
     if (!a.hasEqualGeometry(result)) {
         Crash(L"non-uniform geometries in input segments 'a' and 'result'");
+    }
+    if (a.hasEqualGeometry(b)) {
+        onOneGrid(a, b, result);
+    } else {
+        combineDifferentGeometries<Operation>(a, b, result);
     }
 }
 
@@ -116,32 +125,17 @@ void requireGeometryOfA(const SegmentVolume& a, const SegmentVolume& result) {
 
 void UnionDifferentGeometries(const SegmentVolume& a, const SegmentVolume& b,
                               SegmentVolume& result) {
-    requireGeometryOfA(a, result);
-    if (a.hasEqualGeometry(b)) {
-        Union(a, b, result);
-    } else {
-        combineDifferentGeometries<Maximum>(a, b, result);
-    }
+    combineOverlaid<Maximum>(a, b, result, Union);
 }
 
 void IntersectionDifferentGeometries(const SegmentVolume& a, const SegmentVolume& b,
                                      SegmentVolume& result) {
-    requireGeometryOfA(a, result);
-    if (a.hasEqualGeometry(b)) {
-        Intersection(a, b, result);
-    } else {
-        combineDifferentGeometries<Minimum>(a, b, result);
-    }
+    combineOverlaid<Minimum>(a, b, result, Intersection);
 }
 
 void SubtractDifferentGeometries(const SegmentVolume& a, const SegmentVolume& b,
                                  SegmentVolume& result) {
-    requireGeometryOfA(a, result);
-    if (a.hasEqualGeometry(b)) {
-        Subtract(a, b, result);
-    } else {
-        combineDifferentGeometries<MinimumWithComplement>(a, b, result);
-    }
+    combineOverlaid<MinimumWithComplement>(a, b, result, Subtract);
 }
 
 }  // namespace NSegmentAlgorithms

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 
 #include <trelis/foundation/diagnostics.h>
 #include <trelis/segment/detail/cell_walk.h>
@@ -83,23 +84,25 @@ struct CellPart : Box {
 class CellsAlongAxis {
   public:
     CellsAlongAxis(Range voxels, int gridSize, int cellSize)
-        : voxels_(voxels), cellSize_(cellSize) {
-        if (voxels.begin < voxels.end && voxels.end == gridSize) {
-            voxels_.end = (gridSize + cellSize - 1) / cellSize * cellSize;
+        : first_(voxels.begin), end_(voxels.end), cellSize_(cellSize) {
+        if (first_ < end_ && end_ == gridSize) {
+            end_ = (end_ + cellSize - 1) / cellSize * cellSize;
         }
     }
 
-    int begin() const { return voxels_.begin / cellSize_; }
+    int begin() const { return static_cast<int>(first_ / cellSize_); }
     int end() const {
-        return voxels_.begin < voxels_.end ? (voxels_.end - 1) / cellSize_ + 1 : begin();
+        return first_ < end_ ? static_cast<int>((end_ - 1) / cellSize_) + 1 : begin();
     }
     Range partOf(int cell) const {
-        return {std::max(voxels_.begin - cell * cellSize_, 0),
-                std::min(voxels_.end - cell * cellSize_, cellSize_)};
+        const std::int64_t cellStart = std::int64_t{cell} * cellSize_;
+        return {static_cast<int>(std::max<std::int64_t>(first_ - cellStart, 0)),
+                static_cast<int>(std::min<std::int64_t>(end_ - cellStart, cellSize_))};
     }
 
   private:
-    Range voxels_;
+    std::int64_t first_;
+    std::int64_t end_;
     int cellSize_;
 };
 
@@ -213,9 +216,9 @@ Box enclosingBox(const SegmentVolume& a, const SegmentVolume& b) {
     };
     const Corners p(a);
     const Corners q(b);
-    return {{std::min(p.xmin, q.xmin), std::min(std::max(p.xmax, q.xmax) + 1, a.xsize())},
-            {std::min(p.ymin, q.ymin), std::min(std::max(p.ymax, q.ymax) + 1, a.ysize())},
-            {std::min(p.zmin, q.zmin), std::min(std::max(p.zmax, q.zmax) + 1, a.zsize())}};
+    return {{std::min(p.xmin, q.xmin), std::min(std::max(p.xmax, q.xmax), a.xsize() - 1) + 1},
+            {std::min(p.ymin, q.ymin), std::min(std::max(p.ymax, q.ymax), a.ysize() - 1) + 1},
+            {std::min(p.zmin, q.zmin), std::min(std::max(p.zmax, q.zmax), a.zsize() - 1) + 1}};
 }
 
 }  // namespace

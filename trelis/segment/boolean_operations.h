@@ -12,8 +12,8 @@
 /// is written, and ends the process through `Crash` with the message quoted.
 ///
 /// Results are not compacted: a cell whose values became all 0 or all 255 may keep storage until
-/// `SegmentVolume::compact`. Storage that a result has already is used again. Results keep their
-/// resolutions unless said otherwise. All work is done on the calling thread; inputs must not
+/// `SegmentVolume::compact`. Storage that a result has already may be used again. Results keep
+/// their resolutions unless said otherwise. All work is done on the calling thread; inputs must not
 /// change meanwhile.
 namespace NSegmentAlgorithms {
 

@@ -104,8 +104,7 @@ class SegmentVolume {
     /// between voxel centres, with 0 assumed beyond the grid. An axis without a crossing keeps the
     /// largest double as minimum and its negative as maximum.
     ///
-    ///     /// After an outside voxel the scan skips the longest of the constant runs of its row
-    ///     and of the
+    /// After an outside voxel the scan skips the longest of the constant runs of its row and of the
     /// rows one back in y and z. That loses crossings and inside voxels in the first row or plane
     /// of a cell, and is intended.
     TRELIS_API void GetExtendWithSubPixelAccuracy(double& xmin, double& ymin, double& zmin,

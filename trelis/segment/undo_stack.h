@@ -87,7 +87,7 @@ class Stack {
 
     /// Gives `changes` one entry per plane of `seg`, takes the top edit back, reports in `changes`
     /// what that changed, and removes the edit; with `dryRun` it only reports. An empty stack
-    /// changes nothing. Corrupt stripes as in `Action::PlayDifferences`.
+    /// leaves `seg` alone. Corrupt stripes as in `Action::PlayDifferences`.
     TRELIS_API void Undo(NSegment::SegmentVolume& seg, std::vector<PlaneChange>& changes,
                          bool dryRun);
 

@@ -34,9 +34,11 @@ void forEachCellInLayers(const SegmentVolume& segment, int firstLayer, int lastL
     for (int layer = firstLayer; layer < lastLayer; ++layer) {
         box.z = layer * VolumeCell::kSizeZ;
         box.depth = std::min(VolumeCell::kSizeZ, segment.zsize() - box.z);
-        for (box.y = 0; box.y < segment.ysize(); box.y += VolumeCell::kSizeY) {
+        for (int cellY = 0; cellY < segment.superBlockSizeY(); ++cellY) {
+            box.y = cellY * VolumeCell::kSizeY;
             box.height = std::min(VolumeCell::kSizeY, segment.ysize() - box.y);
-            for (box.x = 0; box.x < segment.xsize(); box.x += VolumeCell::kSizeX) {
+            for (int cellX = 0; cellX < segment.superBlockSizeX(); ++cellX) {
+                box.x = cellX * VolumeCell::kSizeX;
                 box.width = std::min(VolumeCell::kSizeX, segment.xsize() - box.x);
                 visit(static_cast<const CellBox&>(box));
                 ++box.index;
