@@ -2,8 +2,6 @@
 
 #include <atomic>
 #include <stdexcept>
-#include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -53,12 +51,11 @@ TEST_P(ParallelLoop, AbortedAtAnyReportThrowsOnceReportsNoMoreAndLeavesNoThread)
     for (int abortAt = 1; abortAt <= kCount; ++abortAt) {
         RecordingReporter reporter(abortAt);
         std::atomic<int> done = 0;
-        EXPECT_THROW(parallelFor(kCount, reporter,
-                                 [&](std::size_t) {
-                                     noteThread();
-                                     ++done;
-                                 }),
-                     QAbortPressed);
+        const auto body = [&](std::size_t) {
+            noteThread();
+            ++done;
+        };
+        EXPECT_THROW(parallelFor(kCount, reporter, body), QAbortPressed);
         EXPECT_EQ(static_cast<int>(reporter.fractions().size()), abortAt);
         EXPECT_GE(done, abortAt);
         EXPECT_LE(done, abortAt + static_cast<int>(GetParam()));
@@ -67,11 +64,10 @@ TEST_P(ParallelLoop, AbortedAtAnyReportThrowsOnceReportsNoMoreAndLeavesNoThread)
 }
 
 TEST_P(ParallelLoop, PassesOnAnExceptionOfTheBodyAndOfTheReporter) {
-    EXPECT_THROW(
-        parallelFor(20, nobody_, [](std::size_t i) { throw std::out_of_range(std::to_string(i)); }),
-        std::out_of_range);
-    EXPECT_THROW(parallelFor(20, nobody_, [](std::size_t) { throw QAbortPressed(); }),
-                 QAbortPressed);
+    const auto fail = [](std::size_t) { throw std::out_of_range("item"); };
+    EXPECT_THROW(parallelFor(20, nobody_, fail), std::out_of_range);
+    const auto abort = [](std::size_t) { throw QAbortPressed(); };
+    EXPECT_THROW(parallelFor(20, nobody_, abort), QAbortPressed);
     class Failing : public QProgressReporterNull {
         void ReportProgress(double) override { throw std::runtime_error("display"); }
     } failing;
@@ -79,13 +75,5 @@ TEST_P(ParallelLoop, PassesOnAnExceptionOfTheBodyAndOfTheReporter) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Threads, ParallelLoop, testing::Values(1U, 2U, 7U));
-
-TEST(ParallelLoop, StaysOnTheCallersThreadWhenTheJobIsSmall) {
-    const ScopedThreadCount threads(7);
-    QProgressReporterNull nobody;
-    const auto caller = std::this_thread::get_id();
-    parallelFor(
-        19, nobody, [&](std::size_t) { EXPECT_EQ(std::this_thread::get_id(), caller); }, 10);
-}
 
 }  // namespace

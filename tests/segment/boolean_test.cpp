@@ -121,17 +121,6 @@ TEST(BooleanOperations, UniteThreeWithinTheBoxThatEnclosesBothInputs) {
     }
 }
 
-TEST(BooleanOperations, TakeNoStorageForUniformCellsAndSubtractTakesTheResolution) {
-    const SegmentVolume empty(64, 32, 16, 1.0000005, 1, 1);
-    SegmentVolume full = empty;
-    Invert(empty, full);
-    SegmentVolume result(64, 32, 16, 1, 1, 1);
-    result.setPixel(5, 5, 5, 5);
-    Subtract(full, empty, result);
-    EXPECT_EQ(result.calculateMemoryConsumption(), empty.calculateMemoryConsumption());
-    EXPECT_EQ(result.xres(), 1.0000005);
-}
-
 TEST(BooleanOperations, SampleAnotherGridByOneWalkAlongEachRow) {
     // First and last covered voxel of a, and where the centre of a voxel is in b.
     struct Axis {
@@ -179,14 +168,6 @@ TEST(BooleanOperations, SampleAnotherGridByOneWalkAlongEachRow) {
                                {x.first, y.first, z.first}, {x.last, y.last, z.last}));
         }
     }
-}
-
-TEST(BooleanOperations, LayALargerGridCentredAlongXAndFromTheLowCornerAlongYAndZ) {
-    SegmentVolume large(8, 8, 8, 1, 1, 1);
-    large.setPixel(3, 1, 2, 200);
-    SegmentVolume result(4, 4, 4, 1, 1, 1);
-    UnionDifferentGeometries(SegmentVolume(result), large, result);
-    EXPECT_EQ(result.pixel(1, 1, 2), 200);
 }
 
 TEST(BooleanOperationsDeathTest, RefuseInTheListedOrder) {

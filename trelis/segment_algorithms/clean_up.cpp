@@ -48,8 +48,11 @@ void cleanUp(int zBegin, int zEnd, SegmentVolume& seg, const FlagsOf& flagsOf) {
             removeRun(run, seg);
         }
     });
+    if (zBegin >= zEnd) {
+        return;
+    }
     NSegment::detail::forEachCellInLayers(
-        seg, zBegin >> VolumeCell::kShiftZ, (zEnd + VolumeCell::kMaskZ) >> VolumeCell::kShiftZ,
+        seg, zBegin >> VolumeCell::kShiftZ, ((zEnd - 1) >> VolumeCell::kShiftZ) + 1,
         [&](const NSegment::detail::CellBox& box) { seg.Cells()[box.index].compact(); });
 }
 

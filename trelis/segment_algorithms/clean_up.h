@@ -19,9 +19,9 @@
 /// indices are their coordinates truncated toward zero. It must exist, as must a plane z; neither
 /// is checked. A point on no component picks none.
 ///
-/// Work is done on the calling thread. std::bad_alloc, and `trelis::BadCast` for more than 2^31 - 1
-/// runs of inside voxels, leave the segment as it was; in functions with points per plane, with the
-/// planes before finished.
+/// Work is done on the calling thread. std::bad_alloc, and `trelis::BadCast` for 2^31 - 1 runs of
+/// inside voxels or more, leave the segment as it was; in functions with points per plane, with the
+/// planes before finished. Running out of memory for cells ends the process.
 namespace NSegmentAlgorithms {
 
 /// Writes 127 into every voxel whose label is flagged, label 0 included if that is. `labels` has
@@ -29,8 +29,8 @@ namespace NSegmentAlgorithms {
 TRELIS_API void RemoveSelectedLabels3d(std::vector<bool>& remove, QVolume<int>& labels,
                                        NSegment::SegmentVolume& seg);
 
-/// Keeps the n largest components and removes the others; all when n is below 1. Which of equally
-/// large ones are kept is open.
+/// Keeps the n largest components and removes the others; n below 1 removes every component. Which
+/// of equally large ones are kept is open.
 TRELIS_API void KeepNLargestSegments(int n, NSegment::SegmentVolume& seg);
 
 /// As `KeepNLargestSegments` with the components of plane z. Other planes are left alone.

@@ -233,7 +233,7 @@ class LabelledRuns::Builder {
         row.hasRuns = count != 0;
         std::vector<int>& labels = result_.provisional_;
         const std::size_t first = labels.size();
-        if (first + count > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
+        if (first + count >= static_cast<std::size_t>(std::numeric_limits<int>::max())) {
             throw trelis::BadCast();
         }
         labels.resize(first + count);

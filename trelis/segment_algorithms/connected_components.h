@@ -19,7 +19,7 @@
 ///
 /// Work is done on the calling thread; the segment must not change meanwhile. Besides the output
 /// a label for each run of inside voxels along x is held, and four bytes for each voxel of a plane.
-/// std::bad_alloc, and `trelis::BadCast` for more than 2^31 - 1 runs, leave the output alone.
+/// std::bad_alloc, and `trelis::BadCast` for 2^31 - 1 runs or more, leave the output alone.
 namespace NSegmentAlgorithms {
 
 /// The components of plane z, which must exist, without regard to other planes. `labels` has room

@@ -1,5 +1,6 @@
 #include <trelis/segment_algorithms/ihe_ro_compliance.h>
 
+#include <algorithm>
 #include <cstddef>
 
 #include <trelis/segment_algorithms/clean_up.h>
@@ -14,8 +15,8 @@ constexpr int kMostPieces = 100;
 }  // namespace
 
 bool isSegmentIHEROCompliant(const NSegment::SegmentVolume& seg, std::vector<int>& planes) {
-    std::vector<int> labels(static_cast<std::size_t>(seg.xsize()) *
-                            static_cast<std::size_t>(seg.ysize()));
+    std::vector<int> labels(static_cast<std::size_t>(std::max(0, seg.xsize())) *
+                            static_cast<std::size_t>(std::max(0, seg.ysize())));
     for (int z = 0; z < seg.zsize(); ++z) {
         int labelCount = 0;
         Labeling2d(seg, z, labelCount, labels.data());

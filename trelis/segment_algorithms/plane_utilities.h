@@ -4,8 +4,9 @@
 #include <trelis/foundation/vector.h>
 #include <trelis/segment/segment_volume.h>
 
-/// Operations on single planes of a segment. Planes are voxel indices along z. Each touches its
-/// planes only and compacts nothing; cells are allocated by the rule of `SegmentVolume::setPixel`.
+/// Operations on the planes of a segment, which are voxel indices along z. What is said of one
+/// plane touches that plane only. Nothing is compacted; cells are allocated by the rule of
+/// `SegmentVolume::setPixel`.
 namespace NSegmentAlgorithms {
 
 /// Whether no voxel is inside (128 or above).
@@ -28,12 +29,13 @@ TRELIS_API void copySlice(const NSegment::SegmentVolume& from, int zFrom, int zT
 TRELIS_API void MirrorZ(NSegment::SegmentVolume& seg);
 
 /// Writes 255 - v of every voxel v of `in` to the same voxel of `out`, which must have at least the
-/// sizes of `in` (not checked) and may be the same segment.
+/// sizes of `in` (not checked) and may be the same segment. Voxels that only `out` has stay.
 TRELIS_API void InverseSegment(const NSegment::SegmentVolume& in, NSegment::SegmentVolume& out);
 TRELIS_API void InverseSegment(NSegment::SegmentVolume& seg);
 
 /// Whether the trilinear value at a point in R-voxel coordinates is 128 or above. False outside the
-/// voxel centres of the grid, the last ones included.
+/// voxel centres of the grid, the last ones included; see `NSegment::FixedPointAxis` for far
+/// positions.
 TRELIS_API bool IsPointInsideSegment(const MVectorTemplate<double>& p,
                                      const NSegment::SegmentVolume& seg);
 

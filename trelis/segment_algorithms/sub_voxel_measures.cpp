@@ -130,7 +130,7 @@ template <std::size_t kRows, typename Fraction>
 double sumAlongRow(const std::array<const std::uint64_t*, kRows>& bits, int cellCount,
                    const Fraction& fractionAt) {
     double sum = 0.0;
-    const auto wordCount = static_cast<std::size_t>((cellCount + kBitsPerWord) / kBitsPerWord);
+    const auto wordCount = static_cast<std::size_t>(cellCount) / kBitsPerWord + 1;
     for (std::size_t w = 0; w * kBitsPerWord < static_cast<std::size_t>(cellCount); ++w) {
         std::uint64_t any = 0;
         std::uint64_t all = ~std::uint64_t{0};
@@ -187,7 +187,7 @@ double sumOfCubes(const SegmentVolume& segment) {
     const int zLast = std::min(zmax, segment.zsize() - 2);
     const int yFirst = std::max(ymin - 1, 0);
     const int yLast = std::min(ymax, segment.ysize() - 2);
-    if (xmin >= segment.xsize() || zFirst > zLast || yFirst > yLast) {
+    if (zFirst > zLast || yFirst > yLast) {
         return 0.0;
     }
     double sum = 0.0;
@@ -216,6 +216,9 @@ double sumOfCubes(const SegmentVolume& segment) {
 
 double CalculateSurfaceWithSubVoxelModeling(const SegmentVolume& seg, int z,
                                             FProgressReportingBody& /*progress*/) {
+    if (seg.xsize() < 2 || seg.ysize() < 2) {
+        return 0.0;
+    }
     double sum = 0.0;
     PlaneBits plane(seg);
     plane.load(z, 0, seg.ysize() - 1);

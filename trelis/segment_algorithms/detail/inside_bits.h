@@ -1,8 +1,7 @@
 #pragma once
 
-#include <cstddef>
+#include <algorithm>
 #include <cstdint>
-#include <cstring>
 
 #include <trelis/segment/segment_volume.h>
 
@@ -12,7 +11,7 @@ constexpr int kBitsPerWord = 64;
 
 /// The words that hold one bit for each voxel of a row.
 inline int wordsPerRow(const NSegment::SegmentVolume& segment) {
-    return (segment.xsize() + kBitsPerWord - 1) / kBitsPerWord;
+    return segment.xsize() / kBitsPerWord + (segment.xsize() % kBitsPerWord > 0 ? 1 : 0);
 }
 
 /// The top bits of eight bytes, those of the first byte lowest.
@@ -31,7 +30,7 @@ inline std::uint32_t topBitsOf8(const unsigned char* bytes) {
 inline void insideBitsOfRow(const NSegment::SegmentVolume& segment, int y, int z,
                             std::uint64_t* words) {
     using NSegment::VolumeCell;
-    std::memset(words, 0, static_cast<std::size_t>(wordsPerRow(segment)) * sizeof(*words));
+    std::fill_n(words, wordsPerRow(segment), std::uint64_t{0});
     const VolumeCell* cells = segment.Cells() + segment.cellIndex(0, y, z);
     const int offset = NSegment::SegmentVolume::offsetInCell(0, y, z);
     for (int i = 0; i < segment.superBlockSizeX(); ++i) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -15,11 +16,12 @@ namespace NSegmentAlgorithms::detail {
 inline std::size_t edgesOfRow(const std::uint64_t* bits, int xsize, int* edges) {
     int* next = edges;
     std::uint64_t carry = 0;
-    for (int x = 0; x < xsize; x += kBitsPerWord) {
-        const std::uint64_t word = bits[x / kBitsPerWord];
+    const int wordCount = xsize / kBitsPerWord + (xsize % kBitsPerWord > 0 ? 1 : 0);
+    for (int i = 0; i < wordCount; ++i) {
+        const std::uint64_t word = bits[i];
         for (std::uint64_t changes = word ^ (word << 1 | carry); changes != 0;
              changes &= changes - 1) {
-            *next++ = x + std::countr_zero(changes);
+            *next++ = i * kBitsPerWord + std::countr_zero(changes);
         }
         carry = word >> (kBitsPerWord - 1);
     }
@@ -44,7 +46,7 @@ struct LabelledRun {
 /// themselves: its inside voxels must not change, but for those that `forEach` has passed.
 class LabelledRuns {
   public:
-    /// Throws `trelis::BadCast` when there are more runs than an int counts.
+    /// Throws `trelis::BadCast` when an int does not count the runs and the background.
     LabelledRuns(const NSegment::SegmentVolume& segment, int zBegin, int zEnd);
 
     const NSegment::SegmentVolume& segment() const { return *segment_; }
@@ -80,8 +82,8 @@ class LabelledRuns {
 
     struct Scratch {
         explicit Scratch(const NSegment::SegmentVolume& segment)
-            : bits(static_cast<std::size_t>(wordsPerRow(segment))),
-              edges(static_cast<std::size_t>(segment.xsize()) + 1) {}
+            : bits(static_cast<std::size_t>(std::max(0, wordsPerRow(segment)))),
+              edges(static_cast<std::size_t>(std::max(0, segment.xsize())) + 1) {}
 
         std::vector<std::uint64_t> bits;
         std::vector<int> edges;
