@@ -403,6 +403,15 @@ TEST(BeamGeometrySegment, BringsATargetGrownInATurnedBeamBackWithTheRightVolume)
     }
 }
 
+TEST(AxisAligned3DMarginAdder, GrowsByFractionsOfAVoxelAndByNothing) {
+    const SegmentVolume in = ball({40, 40, 40}, {1, 1, 1}, 12, 1);
+    SegmentVolume out[3] = {in, in, in};
+    for (const double m : {0.0, 1e-7, 0.1, 0.5, 1.0}) {
+        AxisAligned3DMarginAdder({m, m, m, m, m, m}).AddMargins(in, out[0], out[1], out[2]);
+        EXPECT_NEAR(std::cbrt(volume(out[0]) / volume(in)), 1 + m / 12, 0.03) << m;
+    }
+}
+
 TEST(AxisAligned3DMarginAdder, ProjectsMarginsAlongTheAxesOfTheirOwnGrid) {
     MMatrix turned;
     turned.RotateZ(kPi / 2);  // x of the beam is y of the margins, y is -x

@@ -93,7 +93,8 @@ SegmentVolume resampled(const SegmentVolume& segment, const FVoxelSpaceGeometry&
                         const FVoxelSpaceGeometry& to) {
     SegmentVolume result = emptyOn(to);
     const OccupiedBox box(segment);
-    if (box.axes[0].low > box.axes[0].high) {
+    const bool hasVoxels = segment.xsize() > 0 && segment.ysize() > 0 && segment.zsize() > 0;
+    if (!hasVoxels || box.axes[0].low > box.axes[0].high) {
         return result;
     }
     const int sizes[] = {to.xsize(), to.ysize(), to.zsize()};

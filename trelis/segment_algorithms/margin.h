@@ -23,7 +23,7 @@ namespace NSegmentAlgorithms {
 /// some 0.4 too small; balls with a soft edge 0.1 to 0.3. Oblong voxels add to that.
 ///
 /// `in` and `out` must not be the same object (`Crash`). Margins of mixed signs, and such that are
-/// not finite, throw std::invalid_argument before `out` is touched.
+/// not finite, in millimetres or in voxels, throw std::invalid_argument before `out` is touched.
 ///
 /// Reports z / zsize before each plane z by `ReportProgress`; after a cancellation `out` is partly
 /// written. Time follows the surface of the structure and the area of the kernel.

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <new>
 
 #include <trelis/foundation/diagnostics.h>
 #include <trelis/foundation/epsilon.h>
@@ -35,6 +37,12 @@ constexpr int kLargestShift = 127;
 
 /// In semi-axes, where the ramp is 0.
 constexpr double kRampEnd = 3.0;
+
+/// In voxels; longer kernels fit no memory.
+constexpr double kLongestReach = 1e6;
+
+/// The ramp is made no steeper than that of a margin of so many voxels.
+constexpr double kShortestForGain = 1.0;
 
 /// A kernel value raised by the weight less 1.
 struct Shifted {
@@ -126,10 +134,14 @@ void AxisAligned3DMarginAdder::calculateKernel(const char* function) {
     for (int axis = 0; axis < 3; ++axis) {
         const double voxel = steps_[axis].Length();
         const Vector direction = steps_[axis] * (1.0 / voxel);
-        const double margin = std::max(supportOf(direction), supportOf(-direction)) / voxel;
-        reach[axis] = isZero(margin * voxel)
-                          ? 0
-                          : static_cast<int>(std::ceil(std::min(kRampEnd * margin, margin + 1.0)));
+        const double longest = std::max(supportOf(direction), supportOf(-direction));
+        const double margin = isZero(longest) ? 0.0 : longest / voxel;
+        detail::requireFiniteInVoxels(margin, function);
+        const double ramp = std::ceil(std::min(kRampEnd * margin, margin + 1.0));
+        if (ramp > kLongestReach) {
+            throw std::bad_alloc();
+        }
+        reach[axis] = static_cast<int>(ramp);
     }
     InitializeKernel(2 * reach[0] + 1, 2 * reach[1] + 1, 2 * reach[2] + 1);
     for (int z = -reach[2]; z <= reach[2]; ++z) {
@@ -151,16 +163,19 @@ int AxisAligned3DMarginAdder::rampAt(const Vector& offset) const {
     const Vector semiAxes = semiAxesTowards(offset);
     const double offsets[] = {offset.x, offset.y, offset.z};
     const double margins[] = {semiAxes.x, semiAxes.y, semiAxes.z};
-    double radiusSquared = 0.0;
+    const double reference = !isZero(margins[2])   ? margins[2]
+                             : !isZero(margins[1]) ? margins[1]
+                                                   : margins[0];
+    Vector scaled;
+    double* const scaledOffsets[] = {&scaled.x, &scaled.y, &scaled.z};
     for (int axis = 0; axis < 3; ++axis) {
         if (!isZero(margins[axis])) {
-            const double scaled = offsets[axis] / margins[axis];
-            radiusSquared += scaled * scaled;
+            *scaledOffsets[axis] = offsets[axis] * (reference / margins[axis]);
         } else if (!isZero(offsets[axis])) {
             return 0;
         }
     }
-    const double radius = std::sqrt(radiusSquared);
+    const double radius = scaled.Length() / reference;
     return clampToByte(kSurfaceValue - kGradient * (radius - 1.0) + 0.5);
 }
 
@@ -191,16 +206,39 @@ int AxisAligned3DMarginAdder::shiftOf(const SegmentVolume& in, int x, int y, int
 /// What turns one step of the ramp into voxel values that rise by 255 within a voxel, along the
 /// axis where the ramp is the steepest.
 double AxisAligned3DMarginAdder::gain() const {
-    double shortest = 0.0;
+    double shortest = std::numeric_limits<double>::max();
     for (const Vector& step : steps_) {
-        const double voxel = step.LengthSquared();
+        const double voxel = step.Length();
         for (const double margin : {supportOf(step) / voxel, supportOf(-step) / voxel}) {
-            if (margin > 0.0 && (shortest == 0.0 || margin < shortest)) {
-                shortest = margin;
+            if (!isZero(margin)) {
+                shortest = std::min(shortest, margin / voxel);
             }
         }
     }
-    return kMaximum / kGradient * shortest;
+    return kMaximum / kGradient * std::max(shortest, kShortestForGain);
+}
+
+/// The kernel for the stamper, without what is beyond the grid from every voxel.
+detail::Kernel AxisAligned3DMarginAdder::kernelOnGridOf(const SegmentVolume& segment) const {
+    const int gridSizes[] = {segment.xsize(), segment.ysize(), segment.zsize()};
+    detail::Kernel kernel;
+    int centre[3];
+    for (int axis = 0; axis < 3; ++axis) {
+        const int most = std::max(gridSizes[axis] - 1, 0);
+        centre[axis] = (sizes_[axis] - 1) / 2;
+        kernel.reach[axis] = {std::min(centre[axis], most),
+                              std::min(sizes_[axis] - 1 - centre[axis], most)};
+    }
+    const detail::Reach(&reach)[3] = kernel.reach;
+    for (int z = -reach[2].low; z <= reach[2].high; ++z) {
+        for (int y = -reach[1].low; y <= reach[1].high; ++y) {
+            const std::size_t first =
+                indexOf(centre[0] - reach[0].low, centre[1] + y, centre[2] + z);
+            const auto row = kernel_.begin() + static_cast<std::ptrdiff_t>(first);
+            kernel.values.insert(kernel.values.end(), row, row + reach[0].size());
+        }
+    }
+    return kernel;
 }
 
 void AxisAligned3DMarginAdder::AddMargins(const SegmentVolume& in, SegmentVolume& out,
@@ -227,21 +265,16 @@ void AxisAligned3DMarginAdder::AddMarginsButDoNotCalculateKernel(const SegmentVo
     out = in;
     emptyOnGridOf(in, ramp);
     emptyOnGridOf(in, sources);
-    if (kernel_.empty()) {
+    if (kernel_.empty() || !margins_.AnyMarginExisting()) {
         out.compact();
         return;
     }
-    detail::Kernel kernel;
-    for (int axis = 0; axis < 3; ++axis) {
-        const int low = (sizes_[axis] - 1) / 2;
-        kernel.reach[axis] = {low, sizes_[axis] - 1 - low};
-    }
-    kernel.values = kernel_;
+    const detail::Kernel kernel = kernelOnGridOf(in);
     // With a margin of 0 what is inside stays as it is, so that the structure stays on that side.
     const bool keepsInside = isZero(margins_.MinMargin());
     const double perStep = gain();
-    Byte values[kMaximum + 1];
-    for (int step = 0; step <= kMaximum; ++step) {
+    Byte values[kMaximum + 1] = {};
+    for (int step = 1; step <= kMaximum; ++step) {
         values[step] = static_cast<Byte>(clampToByte(kSurface + perStep * (step - kSurface) + 0.5));
     }
     detail::BoundaryFinder finder(in);
@@ -287,12 +320,13 @@ void AxisAligned3DMarginAdder::AddMarginsButDoNotCalculateKernel(const SegmentVo
 void AxisAligned3DMarginAdder::ApplyKernel(int x, int y, int z, int shift,
                                            SegmentVolume& ramp) const {
     std::vector<Byte> row(static_cast<std::size_t>(sizes_[0]));
+    const int limitedShift = std::clamp(shift, -kMaximum, kMaximum);
     for (int k = 0; k < sizes_[2]; ++k) {
         for (int j = 0; j < sizes_[1]; ++j) {
             for (int i = 0; i < sizes_[0]; ++i) {
                 const int value = KernelPixel(i, j, k);
-                row[static_cast<std::size_t>(i)] =
-                    static_cast<Byte>(value > 0 ? std::clamp(value + shift, 0, kMaximum) : 0);
+                row[static_cast<std::size_t>(i)] = static_cast<Byte>(
+                    value > 0 ? std::clamp(value + limitedShift, 0, kMaximum) : 0);
             }
             detail::raiseRow(ramp, x - (sizes_[0] - 1) / 2, y - (sizes_[1] - 1) / 2 + j,
                              z - (sizes_[2] - 1) / 2 + k, row.data(), sizes_[0], false);

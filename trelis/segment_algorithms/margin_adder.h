@@ -11,6 +11,10 @@
 
 namespace NSegmentAlgorithms {
 
+namespace detail {
+struct Kernel;
+}
+
 /// Grows structures by margins along the axes of a grid, with a kernel that can be prepared, read
 /// and changed beforehand. The kernel is a ramp around an ellipsoid whose octants have the margins
 /// they face as semi-axes: 128 on its surface, 64 more per semi-axis inwards and 64 less outwards,
@@ -45,7 +49,7 @@ class AxisAligned3DMarginAdder {
     /// receives the largest kernel value at every voxel, raised and lowered by how far the 128
     /// surface passes a boundary voxel, `sources` 255 at the boundary voxels. All three take the
     /// grid of `in` and are compacted. The four must be different objects (`Crash`). Without a
-    /// kernel nothing is added.
+    /// kernel, or with margins that are all 0 within 1e-6, nothing is added.
     TRELIS_API void AddMarginsButDoNotCalculateKernel(const NSegment::SegmentVolume& in,
                                                       NSegment::SegmentVolume& out,
                                                       NSegment::SegmentVolume& ramp,
@@ -60,7 +64,9 @@ class AxisAligned3DMarginAdder {
     /// of its grid where its transform does not turn. Sizes are odd and hold the ellipsoid to where
     /// the ramp is 0 or one voxel beyond the margin, whichever is smaller; an axis without margins
     /// gets one voxel. Voxels off the centre along an axis (by more than 1e-6 mm) on the side of a
-    /// margin of 0 stay 0. Margins that are negative or not finite throw std::invalid_argument.
+    /// margin of 0 stay 0. Margins that are negative or not finite, in millimetres or voxels, throw
+    /// std::invalid_argument. Memory and time follow the number of kernel voxels, whatever the
+    /// grid; std::bad_alloc beyond a million voxels along an axis.
     TRELIS_API void CalculateKernel();
 
     /// As `CalculateKernel`, with the margins along the axes of the source grid of the second
@@ -99,6 +105,7 @@ class AxisAligned3DMarginAdder {
     double supportOf(const Vector& direction) const;
     int shiftOf(const NSegment::SegmentVolume& in, int x, int y, int z) const;
     double gain() const;
+    detail::Kernel kernelOnGridOf(const NSegment::SegmentVolume& segment) const;
     void calculateKernel(const char* function);
     int rampAt(const Vector& offset) const;
 

@@ -5,7 +5,8 @@
 #include <trelis/segment/segment_volume.h>
 
 /// Growing, shrinking, closing and opening of structures in space and per plane. Distances are
-/// millimetres and 0 or more, for `Erosion` too: one that is negative or not finite throws
+/// millimetres and 0 or more, for `Erosion` too: one that is negative or not finite, in
+/// millimetres or in voxels, throws
 /// std::invalid_argument before anything is written. What is done around each boundary voxel is
 /// that of `Margin`. `in` and `out` must not be the same object (`Crash`).
 ///

@@ -122,6 +122,12 @@ void requireFinite(const Sides (&margins)[3], const char* function) {
 
 }  // namespace
 
+void requireFiniteInVoxels(double voxels, const char* function) {
+    if (!std::isfinite(voxels)) {
+        fail(function, "all arguments must be finite in voxels");
+    }
+}
+
 void requireNotNegative(const Sides (&distances)[3], const char* function) {
     requireFinite(distances, function);
     if (!all(distances, [](double distance) { return distance >= 0.0; })) {
@@ -154,9 +160,7 @@ SoftEllipsoid ellipsoidOf(const Growth& growth, const NSegment::SegmentVolume& s
     double largestScale = 0.0;
     const auto useSide = [&](double margin, int axis, int& reach, double& semiAxis) {
         const double voxels = margin / resolutions[axis] + kBias;
-        if (!std::isfinite(voxels)) {
-            fail(function, "all arguments must be finite in voxels");
-        }
+        requireFiniteInVoxels(voxels, function);
         reach = static_cast<int>(
             std::clamp(std::ceil(voxels) + kBias, 0.0, std::max(sizes[axis] - 1.0, 0.0)));
         semiAxis = voxels;

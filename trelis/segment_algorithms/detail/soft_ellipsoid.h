@@ -26,6 +26,9 @@ Growth growthOf(const Sides (&margins)[3], const char* function);
 /// Throws std::invalid_argument where a distance is negative or not finite.
 void requireNotNegative(const Sides (&distances)[3], const char* function);
 
+/// Throws std::invalid_argument where a margin is not finite when counted in voxels.
+void requireFiniteInVoxels(double voxels, const char* function);
+
 /// The ends of the ellipsoid of a growth, in voxels. Each of its octants has its own semi-axes.
 struct SoftEllipsoid {
     Reach reach[3];        ///< whole voxels; the ellipsoid is cut off there

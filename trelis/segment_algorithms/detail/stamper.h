@@ -200,8 +200,9 @@ class Stamper {
         const Byte high[] = {here[at + 1], here[at + stride], weights_[index(z + 1)][at]};
         unsigned set = 0;
         for (int axis = 0; axis < 3; ++axis) {
-            set |= (low[axis] >= source.value ? 1U : 0U) << (2 * axis);
-            set |= (high[axis] > source.value ? 1U : 0U) << (2 * axis + 1);
+            const unsigned lowBit = low[axis] >= source.value ? 1U : 0U;
+            const unsigned highBit = high[axis] > source.value ? 2U : 0U;
+            set |= (lowBit | highBit) << (2 * axis);
         }
         return set;
     }
