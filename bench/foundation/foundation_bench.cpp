@@ -29,8 +29,10 @@ void voxelToReal(benchmark::State& state) {
         const double* const r2 = m[2];
         const double* const t = m[3];
         for (int i = 0; i < kPoints; ++i) {
-            const double x = i % 512 + 0.5;
-            const double y = i / 512 + 0.5;
+            const int column = i % 512;
+            const int row = i / 512;
+            const double x = column + 0.5;
+            const double y = row + 0.5;
             const double z = 7.5;
             expected[static_cast<std::size_t>(i)] = {x * r0[0] + y * r1[0] + z * r2[0] + t[0],
                                                      x * r0[1] + y * r1[1] + z * r2[1] + t[1],
@@ -40,8 +42,9 @@ void voxelToReal(benchmark::State& state) {
     };
     const auto byGeometry = [&] {
         for (int i = 0; i < kPoints; ++i) {
-            points[static_cast<std::size_t>(i)] = grid.VoxelToReal(
-                Vector(static_cast<double>(i % 512), static_cast<double>(i / 512), 7.0));
+            const int column = i % 512;
+            const int row = i / 512;
+            points[static_cast<std::size_t>(i)] = grid.VoxelToReal(Vector(column, row, 7.0));
         }
         benchmark::ClobberMemory();
     };

@@ -1,6 +1,7 @@
 #include <trelis/foundation/detail/platform.h>
 
 #include <cerrno>
+#include <clocale>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -10,7 +11,6 @@
 #include <string_view>
 
 #include <fcntl.h>
-#include <locale.h>
 #include <unistd.h>
 
 namespace trelis::detail {
