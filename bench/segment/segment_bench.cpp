@@ -107,7 +107,9 @@ long long sumByPixel(const SegmentVolume& s) {
     return sum;
 }
 
-long long sumByRuns(const SegmentVolume& s) {
+/// Sums run by run; where values vary, addVarying(iterator, sum) takes what it likes and moves on.
+template <typename AddVarying>
+long long sumOverRuns(const SegmentVolume& s, const AddVarying& addVarying) {
     long long sum = 0;
     for (int z = 0; z < s.zsize(); ++z) {
         for (int y = 0; y < s.ysize(); ++y) {
@@ -116,8 +118,7 @@ long long sumByRuns(const SegmentVolume& s) {
             for (auto it = row.begin(); it != end;) {
                 const int run = it.pixelsOfConstantValue();
                 if (run == 1) {
-                    sum += *it;
-                    ++it;
+                    addVarying(it, sum);
                 } else {
                     sum += static_cast<long long>(run) * *it;
                     it += run;
@@ -128,27 +129,20 @@ long long sumByRuns(const SegmentVolume& s) {
     return sum;
 }
 
+long long sumByRuns(const SegmentVolume& s) {
+    return sumOverRuns(s, [](auto& it, long long& sum) {
+        sum += *it;
+        ++it;
+    });
+}
+
 /// As above, with the bytes of an allocated cell taken together.
 long long sumByRunsAndBytes(const SegmentVolume& s) {
-    long long sum = 0;
-    for (int z = 0; z < s.zsize(); ++z) {
-        for (int y = 0; y < s.ysize(); ++y) {
-            const auto row = s.GetConstSpanX(y, z);
-            const auto end = row.end();
-            for (auto it = row.begin(); it != end;) {
-                const int run = it.pixelsOfConstantValue();
-                if (run > 1) {
-                    sum += static_cast<long long>(run) * *it;
-                    it += run;
-                } else {
-                    const auto values = it.valuesToCellEnd();
-                    sum += std::accumulate(values.begin(), values.end(), 0);
-                    it += static_cast<std::ptrdiff_t>(values.size());
-                }
-            }
-        }
-    }
-    return sum;
+    return sumOverRuns(s, [](auto& it, long long& sum) {
+        const auto values = it.valuesToCellEnd();
+        sum += std::accumulate(values.begin(), values.end(), 0);
+        it += static_cast<std::ptrdiff_t>(values.size());
+    });
 }
 
 void iterate(benchmark::State& state, long long (*sum)(const SegmentVolume&)) {

@@ -34,10 +34,9 @@ using Margins = std::array<double, 6>;
 
 QProgressReporterNull nobody;
 
-SegmentVolume margin(const SegmentVolume& in, const Margins& m,
-                     FProgressReportingBody& progress = nobody) {
+SegmentVolume margin(const SegmentVolume& in, const Margins& m) {
     SegmentVolume out(1, 2, 3, 4, 5, 6);
-    Margin(in, m[0], m[1], m[2], m[3], m[4], m[5], out, progress);
+    Margin(in, m[0], m[1], m[2], m[3], m[4], m[5], out, nobody);
     return out;
 }
 

@@ -84,10 +84,10 @@ void QVolume<T>::AllocatePixels() {
     minMaxValid_ = false;
     if (pixels_ != nullptr) {
         FreePixels();
-        pixels_ = nullptr;
-        count_ = 0;
-        external_ = false;
     }
+    pixels_ = nullptr;
+    count_ = 0;
+    external_ = false;
     if (xsize_ < 0 || ysize_ < 0 || zsize_ < 0) {
         std::terminate();
     }
@@ -98,7 +98,6 @@ void QVolume<T>::AllocatePixels() {
         const std::size_t count = blockSize(xsize_, ysize_, zsize_, sizeof(T));
         pixels_ = new T[count];
         count_ = count;
-        external_ = false;
     } catch (const std::bad_alloc&) {
         FreePixels();
         throw;

@@ -29,7 +29,8 @@ class BeamGeometrySegment {
     const NSegment::SegmentVolume& GetBeamSegment() const { return segment_; }
 
     /// Grows the structure by margins (0 or more, millimetres) along the axes of the beam's grid.
-    /// Margins that are negative or not finite throw std::invalid_argument; it is unchanged then.
+    /// Margins that are negative or not finite, in millimetres or in voxels, throw
+    /// std::invalid_argument; it is unchanged then.
     TRELIS_API void Add3DMargins(const MarginContainer& margins);
 
     /// Grows it with the kernel of the adder, which has to be that of voxels like the beam's. An

@@ -5,10 +5,9 @@
 #include <trelis/segment/segment_volume.h>
 
 /// Growing, shrinking, closing and opening of structures in space and per plane. Distances are
-/// millimetres and 0 or more, for `Erosion` too: one that is negative or not finite, in
-/// millimetres or in voxels, throws
-/// std::invalid_argument before anything is written. What is done around each boundary voxel is
-/// that of `Margin`. `in` and `out` must not be the same object (`Crash`).
+/// millimetres and 0 or more, for `Erosion` too: one that is negative or not finite, in millimetres
+/// or in voxels, throws std::invalid_argument before anything is written. What is done around each
+/// boundary voxel is that of `Margin`. `in` and `out` must not be the same object (`Crash`).
 ///
 /// Progress is reported by `ReportProgress` before each plane that is worked on, with the part of
 /// them that is done; after a cancellation the output is partly written. The two stages of the
