@@ -2,6 +2,8 @@
 
 /// Every public header of the library.
 
+#include <trelis/contour/contour_geometry.h>
+#include <trelis/contour/glyph.h>
 #include <trelis/export.h>
 #include <trelis/foundation/bad_cast.h>
 #include <trelis/foundation/common_grid.h>
