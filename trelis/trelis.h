@@ -20,6 +20,17 @@
 #include <trelis/foundation/volume_span.h>
 #include <trelis/foundation/volume_tools.h>
 #include <trelis/foundation/voxel_space_geometry.h>
+#include <trelis/mlc/aperture.h>
+#include <trelis/mlc/bank_outline.h>
+#include <trelis/mlc/collimator.h>
+#include <trelis/mlc/jaw_correction.h>
+#include <trelis/mlc/leaf_configuration.h>
+#include <trelis/mlc/leaf_fitting.h>
+#include <trelis/mlc/leaf_parking.h>
+#include <trelis/mlc/leaf_positions.h>
+#include <trelis/mlc/mlc_error.h>
+#include <trelis/mlc/mlc_types.h>
+#include <trelis/mlc/tandem.h>
 #include <trelis/segment/boolean_operations.h>
 #include <trelis/segment/fixed_point_iterators.h>
 #include <trelis/segment/segment_volume.h>
