@@ -48,3 +48,5 @@
 #include <trelis/segment_algorithms/morphology.h>
 #include <trelis/segment_algorithms/plane_utilities.h>
 #include <trelis/segment_algorithms/sub_voxel_measures.h>
+#include <trelis/volume_image/md5.h>
+#include <trelis/volume_image/volume_image_cache.h>
