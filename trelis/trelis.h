@@ -3,7 +3,9 @@
 /// Every public header of the library.
 
 #include <trelis/contour/contour_geometry.h>
+#include <trelis/contour/contour_stack.h>
 #include <trelis/contour/glyph.h>
+#include <trelis/contour/scan_conversion.h>
 #include <trelis/export.h>
 #include <trelis/foundation/bad_cast.h>
 #include <trelis/foundation/common_grid.h>
@@ -40,6 +42,7 @@
 #include <trelis/segment_algorithms/beam_geometry_segment.h>
 #include <trelis/segment_algorithms/clean_up.h>
 #include <trelis/segment_algorithms/connected_components.h>
+#include <trelis/segment_algorithms/distance_transform.h>
 #include <trelis/segment_algorithms/fast_margins.h>
 #include <trelis/segment_algorithms/ihe_ro_compliance.h>
 #include <trelis/segment_algorithms/margin.h>
