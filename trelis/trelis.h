@@ -7,6 +7,12 @@
 #include <trelis/contour/glyph.h>
 #include <trelis/contour/scan_conversion.h>
 #include <trelis/export.h>
+#include <trelis/dose/dose_coverage.h>
+#include <trelis/dose/dose_summation.h>
+#include <trelis/dose/dose_super_sampling.h>
+#include <trelis/dose/dose_volume_histogram.h>
+#include <trelis/dose/dvh_data.h>
+#include <trelis/dose/fine_dose_volume_histogram.h>
 #include <trelis/foundation/bad_cast.h>
 #include <trelis/foundation/common_grid.h>
 #include <trelis/foundation/diagnostics.h>
