@@ -4,6 +4,7 @@
 #include <cmath>
 #include <numbers>
 #include <stdexcept>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -39,7 +40,7 @@ Contour randomContour(Random& random, double size) {
     const int kind = random.integer(0, 4);
     const double start = random.number(-3, 3) * size;
     Contour c;
-    for (int i = random.integer(0, 60); i > 0; --i) {
+    for (int i = random.integer(0, 100); i > 0; --i) {
         const double t = random.number(-1, 1) * size;
         const EdgePoint points[] = {{t, random.number(-1, 1) * size},
                                     {random.integer(0, 5) * size, random.integer(0, 5) * size},
@@ -52,18 +53,57 @@ Contour randomContour(Random& random, double size) {
     return c;
 }
 
-/// Most have edges far apart on one line, of which rounding lets a few meet.
-TEST(ContourIntersections, AreThoseOfAllPairsOfEdgesWithTheirRoundingInAllMagnitudes) {
-    constexpr double kSizes[] = {1e-7, 0.01, 1, 30, 1000, 1e6, 1e160};
+/// The ends of two edges far apart on one line.
+Contour longEdges(Random& random) {
     const EdgePoint line(0.6, 0.35);
+    return {{}, random.number(10, 300) * line, 500 * line, random.number(600, 3000) * line};
+}
+
+/// The ends of two edges with a small gap between them, on one line far from the origin.
+Contour shortEdges(Random& random) {
+    const EdgePoint line = rotate({1, 0}, random.number(-3, 3));
+    const double end = random.number(610, 660);
+    const double other = 240 / (end - 600);
+    const double start = end + random.number(0.001, 0.004) * (end - 600 + other);
+    return {600 * line, end * line, start * line, (start + other) * line};
+}
+
+/// Two edges, joined by arcs to both sides of them.
+Contour loopOver(const Contour& ends, double height) {
+    Contour c;
+    for (std::size_t i = 0; i < 4; i += 2, height *= -4) {
+        c.push_back(ends[i]);
+        const EdgePoint d = ends[(i + 2) % 4] - ends[i + 1];
+        for (int k = 0; k < 20; ++k) {
+            const EdgePoint across = height * std::sin(0.157 * k) * EdgePoint(-0.35, 0.6);
+            c.push_back(ends[i + 1] + 0.05 * k * d + across);
+        }
+    }
+    return c;
+}
+
+/// Of edges on one line rounding lets a few meet.
+TEST(ContourIntersections, AreThoseOfAllPairsOfEdgesWithTheirRoundingInAllMagnitudes) {
     Random random(50);
     for (int i = 0; i < 100000; ++i) {
-        Contour a = {{}, random.number(10, 300) * line, {0, -9}};
-        Contour b = {500 * line, random.number(600, 3000) * line};
-        if (i % 25 == 0) {
-            a = randomContour(random, kSizes[i % 7]);
-            b = randomContour(random, kSizes[i % 3 == 0 ? i / 7 % 7 : i % 7]);
+        Contour ends = i % 4 == 0 ? shortEdges(random) : longEdges(random);
+        Contour a = {ends[0], ends[1]};
+        Contour b = {ends[2], ends[3]};
+        const bool meet = doAnyMeet(a, b);
+        // Edges without length meet nothing but make the others worth a search.
+        a.resize(40, ends[1]);
+        b.resize(40, ends[3]);
+        ASSERT_EQ(areContoursIntersecting(a, b), meet) << "case " << i;
+        if (i % 5 == 1) {
+            std::swap(ends[2], ends[i % 2 == 0 ? 2 : 3]);
+            const Contour loop = loopOver(ends, i % 2 == 0 ? 100 : -100);
+            ASSERT_EQ(isSelfIntersecting(loop), doAnyMeet(loop, loop)) << "case " << i;
         }
+    }
+    constexpr double kSizes[] = {1e-7, 0.01, 1, 30, 1000, 1e6, 1e160};
+    for (int i = 0; i < 4000; ++i) {
+        const Contour a = randomContour(random, kSizes[i % 7]);
+        const Contour b = randomContour(random, kSizes[i % 3 == 0 ? i / 7 % 7 : i % 7]);
         ASSERT_EQ(areContoursIntersecting(a, b), doAnyMeet(a, b)) << "case " << i;
         ASSERT_EQ(isSelfIntersecting(a), doAnyMeet(a, a)) << "case " << i;
     }
@@ -145,9 +185,15 @@ TEST(Contour, FollowsTheRulesAtItsEdges) {
     closestPointOnContour({0, 0}, square(1), first);
     EXPECT_EQ(first, EdgePoint(0, 1));
     EXPECT_THROW(closestPointOnContour({}, {}, first), std::invalid_argument);
+    closestPointOnLineSegment({1, 0}, {}, {1e-7, 0}, first);
+    EXPECT_EQ(first.x, 1e-7);
+    const Contour triangle = {{}, {-1, 1}, {-1, -1}};
+    EXPECT_TRUE(!isInside({1e-13, 0}, triangle) && isInside({9e-16, 0}, triangle));
     Contour out;
     resampleLoopedContour(square(0.5), 5, out);
     EXPECT_EQ(out, square(0.5));
+    resampleLoopedContour(out, 4, out);
+    EXPECT_EQ(out, Contour({{0.5, 0.5}, {-0.5, -0.5}}));
     resampleLoopedContour({{1, 1}, {1 + 1e-7, 1}, {1, 1 + 1e-7}}, 1e-8, out);
     EXPECT_EQ(out, Contour(34, {1, 1}));
     removeZeroLengthSegmentsFromContour(out);

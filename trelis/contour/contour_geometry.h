@@ -78,8 +78,8 @@ TRELIS_API void removeZeroLengthSegmentsFromContour(std::vector<EdgePoint>& c);
 /// Writes points that lie at equal distances along the closed contour, starting with its first
 /// point: perimeter / spacing of them, rounded, but at least 2. A sample that falls on an edge
 /// shorter than 1e-6 moves to the next longer one. A contour of fewer than 2 points or of a
-/// perimeter below `spacing` is copied. `Crash` when there is no such number of points: for a
-/// spacing of 0 or coordinates that are not numbers.
+/// perimeter below `spacing` is copied. `Crash` when that number is none or above an `int`: for a
+/// spacing of 0 or one too small, or coordinates that are not numbers or too large.
 TRELIS_API void resampleLoopedContour(const std::vector<EdgePoint>& in, double spacing,
                                       std::vector<EdgePoint>& out);
 

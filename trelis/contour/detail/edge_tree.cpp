@@ -12,6 +12,9 @@ namespace {
 
 constexpr std::size_t kEdgesPerLeaf = 8;
 
+/// Up to this number of pairs of edges, a look at all of them is faster than a tree.
+constexpr std::size_t kFewPairs = 1024;
+
 /// Edges of which the product of the lengths is above this may be on nearly one line, far apart,
 /// and meet by rounding.
 constexpr double kShortProduct = 500.0;
@@ -159,10 +162,12 @@ struct EdgeTree::Query {
 };
 
 EdgeTree::EdgeTree(const std::vector<EdgePoint>& contour, const std::vector<EdgePoint>& other)
-    : contour_(contour),
-      leafCount_(std::bit_ceil((contour.size() + kEdgesPerLeaf - 1) / kEdgesPerLeaf)),
-      boxes_(2 * leafCount_),
-      ownEdges_(&contour == &other) {
+    : contour_(contour), ownEdges_(&contour == &other) {
+    if (contour.size() * other.size() <= kFewPairs) {
+        return;
+    }
+    leafCount_ = std::bit_ceil((contour.size() + kEdgesPerLeaf - 1) / kEdgesPerLeaf);
+    boxes_.resize(2 * leafCount_);
     for (std::size_t first = 0; first < contour.size(); first += kEdgesPerLeaf) {
         fillLeaf(first, std::min(first + kEdgesPerLeaf, contour.size()),
                  boxes_[leafCount_ + first / kEdgesPerLeaf]);
@@ -205,6 +210,9 @@ void EdgeTree::fillLeaf(std::size_t first, std::size_t last, EdgeBox& leaf) cons
 
 bool EdgeTree::isMetBy(const EdgePoint& from, const EdgePoint& to, std::size_t first,
                        std::size_t last) const {
+    if (boxes_.empty()) {
+        return isMetByAny(from, to, first, last);
+    }
     const double length = lengthOfEdge(from, to);
     if (length == 0.0) {
         return false;
@@ -229,16 +237,18 @@ bool EdgeTree::search(const Query& query, std::size_t node, std::size_t first,
         return false;
     }
     if (node >= leafCount_) {
-        return searchLeaf(query, std::max(first, query.first), std::min(first + count, query.last));
+        return isMetByAny(query.from, query.to, std::max(first, query.first),
+                          std::min(first + count, query.last));
     }
     const std::size_t half = count / 2;
     return search(query, 2 * node, first, half) || search(query, 2 * node + 1, first + half, half);
 }
 
-bool EdgeTree::searchLeaf(const Query& query, std::size_t first, std::size_t last) const {
+bool EdgeTree::isMetByAny(const EdgePoint& from, const EdgePoint& to, std::size_t first,
+                          std::size_t last) const {
     double t;
     for (std::size_t i = first; i < last; ++i) {
-        if (segmentsMeet(query.from, query.to, contour_[i], endOfEdge(i), t)) {
+        if (segmentsMeet(from, to, contour_[i], endOfEdge(i), t)) {
             return true;
         }
     }

@@ -61,7 +61,7 @@ class DirectionTable {
 class EdgeTree {
   public:
     /// The contour must outlive the tree. The segments asked for are edges of `other`, which may be
-    /// the contour itself.
+    /// the contour itself. For few pairs of edges no tree is built, and a search looks at all.
     EdgeTree(const std::vector<EdgePoint>& contour, const std::vector<EdgePoint>& other);
 
     /// Whether the segment meets one of the edges `first` to `last` - 1.
@@ -74,13 +74,14 @@ class EdgeTree {
     const EdgePoint& endOfEdge(std::size_t i) const;
     void fillLeaf(std::size_t first, std::size_t last, EdgeBox& leaf) const;
     bool search(const Query& query, std::size_t node, std::size_t first, std::size_t count) const;
-    bool searchLeaf(const Query& query, std::size_t first, std::size_t last) const;
+    bool isMetByAny(const EdgePoint& from, const EdgePoint& to, std::size_t first,
+                    std::size_t last) const;
 
     const std::vector<EdgePoint>& contour_;
-    std::size_t leafCount_;
+    std::size_t leafCount_ = 0;
     std::vector<EdgeBox> boxes_;
     bool ownEdges_;
-    bool hasLongEdges_;
+    bool hasLongEdges_ = false;
     DirectionTable directions_;
 };
 
