@@ -6,13 +6,13 @@
 #include <trelis/contour/contour_stack.h>
 #include <trelis/contour/glyph.h>
 #include <trelis/contour/scan_conversion.h>
-#include <trelis/export.h>
 #include <trelis/dose/dose_coverage.h>
 #include <trelis/dose/dose_summation.h>
 #include <trelis/dose/dose_super_sampling.h>
 #include <trelis/dose/dose_volume_histogram.h>
 #include <trelis/dose/dvh_data.h>
 #include <trelis/dose/fine_dose_volume_histogram.h>
+#include <trelis/export.h>
 #include <trelis/foundation/bad_cast.h>
 #include <trelis/foundation/common_grid.h>
 #include <trelis/foundation/diagnostics.h>
@@ -57,5 +57,12 @@
 #include <trelis/segment_algorithms/morphology.h>
 #include <trelis/segment_algorithms/plane_utilities.h>
 #include <trelis/segment_algorithms/sub_voxel_measures.h>
+#include <trelis/volume_image/image_creator.h>
+#include <trelis/volume_image/image_series_spec.h>
 #include <trelis/volume_image/md5.h>
+#include <trelis/volume_image/pixel_conversion.h>
+#include <trelis/volume_image/result_code.h>
+#include <trelis/volume_image/slice.h>
+#include <trelis/volume_image/volume_creator.h>
 #include <trelis/volume_image/volume_image_cache.h>
+#include <trelis/volume_image/volume_image_spec.h>
