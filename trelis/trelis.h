@@ -2,22 +2,21 @@
 
 /// Every public header of the library.
 
+#include <trelis/contour/beam_geometry.h>
+#include <trelis/contour/beams_eye_outline.h>
 #include <trelis/contour/contour_geometry.h>
 #include <trelis/contour/contour_stack.h>
 #include <trelis/contour/glyph.h>
 #include <trelis/contour/scan_conversion.h>
+#include <trelis/contour/tracing.h>
 #include <trelis/dose/dose_coverage.h>
 #include <trelis/dose/dose_summation.h>
 #include <trelis/dose/dose_super_sampling.h>
 #include <trelis/dose/dose_volume_histogram.h>
 #include <trelis/dose/dvh_data.h>
 #include <trelis/dose/fine_dose_volume_histogram.h>
-#include <trelis/export.h>
-#include <trelis/contour/beam_geometry.h>
-#include <trelis/contour/beams_eye_outline.h>
-#include <trelis/contour/glyph.h>
-#include <trelis/contour/tracing.h>
 #include <trelis/dose/isodose.h>
+#include <trelis/export.h>
 #include <trelis/foundation/bad_cast.h>
 #include <trelis/foundation/common_grid.h>
 #include <trelis/foundation/diagnostics.h>
