@@ -102,7 +102,7 @@ void drawDistances(const std::string& path, const QVolume<float>& distances) {
     for (int y = 0; y < distances.GetYSize(); ++y) {
         for (int x = 0; x < distances.GetXSize(); ++x) {
             const float distance = distances.GetPixel(x, y, 0);
-            const double band = std::floor(std::fabs(distance) / 2.0F);
+            const double band = std::floor(std::fabs(static_cast<double>(distance)) / 2.0);
             picture.square(x, y, distance < 0 ? "#d98324" : "#1f5fa8",
                            std::max(0.08, 0.9 - 0.16 * band));
         }
