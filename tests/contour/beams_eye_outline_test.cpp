@@ -8,6 +8,7 @@
 
 #include <tests/support/reporter.h>
 #include <tests/support/segments.h>
+#include <trelis/contour/contour_geometry.h>
 #include <trelis/foundation/detail/parallel.h>
 
 namespace {
@@ -85,15 +86,14 @@ TEST(BeamsEyeOutline, OfABallIsItsShadow) {
     }
 }
 
+/// Inside an odd number of contours.
 bool isInside(const EdgePoint& p, const Glyph& glyph) {
-    bool inside = false;
-    for (const auto& c : glyph) {
-        for (std::size_t i = 0, last = c.size() - 1; i < c.size(); last = i++) {
-            const double x = c[i].x + (p.y - c[i].y) * (c[last].x - c[i].x) / (c[last].y - c[i].y);
-            inside ^= (c[i].y > p.y) != (c[last].y > p.y) && p.x < x;
-        }
-    }
-    return inside;
+    return std::count_if(glyph.begin(), glyph.end(),
+                         [&](const std::vector<EdgePoint>& contour) {
+                             return NEdgePointAlgorithms::isInside(p, contour);
+                         }) %
+               2 !=
+           0;
 }
 
 TEST(BeamsEyeOutline, HoldsTheRaysThatMeetTheStructureAndNoOthers) {
