@@ -19,7 +19,7 @@ std::vector<EdgePoint> wave(double x, double y, double radius, double depth, int
     for (int i = 0; i < 120; ++i) {
         const double angle = 2 * std::numbers::pi * i / 120;
         const double reach = radius + depth * std::sin(waves * angle);
-        points.push_back({x + reach * std::cos(angle), y + reach * std::sin(angle)});
+        points.emplace_back(x + reach * std::cos(angle), y + reach * std::sin(angle));
     }
     return points;
 }

@@ -23,7 +23,7 @@ std::vector<EdgePoint> outline(double scale) {
     for (int i = 0; i < kPoints; ++i) {
         const double angle = 2 * std::numbers::pi * i / kPoints;
         const double radius = scale * (60 + 6 * std::sin(5 * angle));
-        points.push_back({255 + radius * std::cos(angle), 255 + radius * std::sin(angle)});
+        points.emplace_back(255 + radius * std::cos(angle), 255 + radius * std::sin(angle));
     }
     return points;
 }

@@ -25,9 +25,11 @@ std::vector<EdgePoint> circle(double x, double y, double radius) {
     constexpr int kCorners = 90;
     const double corner = 2 * kPi / kCorners;
     const double reach = radius * std::sqrt(corner / std::sin(corner));
-    std::vector<EdgePoint> points;
-    for (int i = 0; i < kCorners; ++i) {
-        points.push_back({x + reach * std::cos(i * corner), y + reach * std::sin(i * corner)});
+    std::vector<EdgePoint> points(kCorners);
+    double angle = 0.0;
+    for (EdgePoint& p : points) {
+        p = {x + reach * std::cos(angle), y + reach * std::sin(angle)};
+        angle += corner;
     }
     return points;
 }

@@ -31,9 +31,10 @@ double sampledValue(const Glyph& glyph, int x, int y) {
     int inside = 0;
     for (int i = 0; i < kSamples * kSamples; ++i) {
         bool isInside = false;
+        const int row = i / kSamples;
         for (const auto& contour : glyph) {
             isInside ^= windsAround(contour, x - 0.5 + (i % kSamples + 0.5) / kSamples,
-                                    y - 0.5 + (i / kSamples + 0.4999) / kSamples);
+                                    y - 0.5 + (row + 0.4999) / kSamples);
         }
         inside += isInside ? 1 : 0;
     }

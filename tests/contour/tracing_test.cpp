@@ -131,8 +131,8 @@ TEST(Tracing, FindsTheCircleThatWasScanConverted) {
         std::vector<EdgePoint> circle;
         for (int i = 0; i < 720; ++i) {
             const double angle = 3.14159265358979 / 360 * i;
-            circle.push_back(
-                {centre.x + radius * std::cos(angle), centre.y + radius * std::sin(angle)});
+            circle.emplace_back(centre.x + radius * std::cos(angle),
+                                centre.y + radius * std::sin(angle));
         }
         SegmentVolume s(36, 36, 1, 1, 1, 1);
         NSegmentAlgorithms::ScanConvertGlyph({circle}, 0, s);

@@ -88,7 +88,7 @@ void GetBankOutline(const LeafPositions& positions, const LeafConfiguration& con
     outline.reserve(static_cast<std::size_t>(leaves.count()) * 4);
     const auto emit = [&](double x, double y) {
         const auto point = toBeam.TransformEdgePoint({x, y});
-        outline.push_back({point.x, point.y});
+        outline.emplace_back(point.x, point.y);
     };
     for (int i = 0; i < leaves.count(); ++i) {
         const double tip = leaves.behind(i, tipOffset / 2.0);

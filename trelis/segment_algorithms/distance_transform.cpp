@@ -61,7 +61,9 @@ class CellMarks {
 
   private:
     std::size_t index(int x, int y, int z) const {
-        return static_cast<std::size_t>(x + strides_[1] * y + strides_[2] * z);
+        return static_cast<std::size_t>(x) +
+               static_cast<std::size_t>(strides_[1]) * static_cast<std::size_t>(y) +
+               static_cast<std::size_t>(strides_[2]) * static_cast<std::size_t>(z);
     }
 
     int sizes_[3];

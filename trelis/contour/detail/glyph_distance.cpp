@@ -59,6 +59,7 @@ std::vector<Ends> bordersOf(const Glyph& glyph) {
     std::sort(kept.begin(), kept.end(),
               [](const Edge& a, const Edge& b) { return a.index < b.index; });
     std::vector<Ends> borders;
+    borders.reserve(kept.size());
     for (const Edge& edge : kept) {
         borders.emplace_back(edge.low, edge.high);
     }
