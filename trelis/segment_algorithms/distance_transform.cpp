@@ -79,14 +79,12 @@ bool isAtSurface(const SegmentVolume& segment, int x, int y, int z) {
     const int strides[] = {1, sizes[0], sizes[0] * sizes[1]};
     const int place[] = {x, y, z};
     const VolumeCell* cell = segment.Cells() + (x + strides[1] * y + strides[2] * z);
-    if (cell->allocated()) {
-        return true;
+    if (!cell->full()) {
+        return cell->allocated();
     }
     for (int axis = 0; axis < 3; ++axis) {
-        const bool lowDiffers = place[axis] > 0 && cell[-strides[axis]].full() != cell->full();
-        const bool highDiffers =
-            place[axis] + 1 < sizes[axis] && cell[strides[axis]].full() != cell->full();
-        if (cell->full() && (lowDiffers || highDiffers)) {
+        if ((place[axis] > 0 && !cell[-strides[axis]].full()) ||
+            (place[axis] + 1 < sizes[axis] && !cell[strides[axis]].full())) {
             return true;
         }
     }
