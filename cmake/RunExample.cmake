@@ -1,5 +1,7 @@
-# Runs PROGRAM; it has to end with 0 and, where the file EXPECTED exists, print exactly its text.
-execute_process(COMMAND ${PROGRAM} OUTPUT_VARIABLE output RESULT_VARIABLE result)
+# Runs PROGRAM, where EMULATOR is given with that; it has to end with 0 and, where the file EXPECTED
+# exists, print exactly its text. The platform's way to end a line does not count.
+execute_process(COMMAND ${EMULATOR} ${PROGRAM} OUTPUT_VARIABLE output RESULT_VARIABLE result)
+string(REPLACE "\r\n" "\n" output "${output}")
 message("${output}")
 if(NOT result EQUAL 0)
     message(FATAL_ERROR "${PROGRAM} ended with ${result}")

@@ -48,6 +48,7 @@ need() {
 # need_for PRESET: the packages to build and test this preset.
 need_for() {
     case $1 in
+        windows) need cmake ninja-build pkg-config g++-mingw-w64-x86-64-posix googletest wine wine64 ;;
         asan-ubsan | tsan) need "${build_packages[@]}" clang libclang-rt-14-dev llvm ;;
         *) need "${build_packages[@]}" ;;
     esac

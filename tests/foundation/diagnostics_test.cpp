@@ -28,10 +28,16 @@ TEST_F(Diagnostics, TraceFormatsArriveIntact) {
                 L"/tmp/\u00e4\u4e2d\U0001F9E0", size, std::size_t{7});
     TrelisTrace(L"%S|%-6s|%.2s|%c|%C|%I64d|%I32x|%ls|%hs|%d%%|%.*f", "caf\xC3\xA9", L"ab", L"xyz",
                 L'\u00e9', 'n', -5000000000LL, 255U, L"wide", "thin", -3, 2, 1.005);
-    EXPECT_EQ(received, (std::vector<std::wstring>{
-                            L"CleanCache: Removed '/tmp/\u00e4\u4e2d\U0001F9E0', 123456789012345 "
-                            L"bytes,   7 files\n",
-                            L"caf\u00e9|ab    |xy|\u00e9|n|-5000000000|ff|wide|thin|-3%|1.00"}));
+    TrelisTrace(L"%+d|% 5i|%-5u|%05.1f|%#x|%#o|%+u|%.0d|%hhd|%12.6f|%-+9.2e|%g|%G|%.3S|%5c|%p|%q",
+                7, -7, 7U, -2.25, 255U, 8U, 9U, 0, 511, -1e-7, 6e22, 1e-5, -1.0 / 0.0,
+                "\xE4\xB8\xAD\xFF\xC3\xA9x", L'!', nullptr);
+    EXPECT_EQ(received,
+              (std::vector<std::wstring>{
+                  L"CleanCache: Removed '/tmp/\u00e4\u4e2d\U0001F9E0', 123456789012345 "
+                  L"bytes,   7 files\n",
+                  L"caf\u00e9|ab    |xy|\u00e9|n|-5000000000|ff|wide|thin|-3%|1.00",
+                  L"+7|   -7|7    |-02.2|0xff|010|9||-1|   -0.000000|+6.00e+22|1e-05|-INF|"
+                  L"\u4e2d\uFFFD\u00e9|    !|0x0|q"}));
 }
 
 TEST_F(Diagnostics, TraceIsCutAt1023Characters) {
@@ -46,7 +52,8 @@ TEST_F(Diagnostics, TraceIsCutAt1023Characters) {
 
 TEST_F(DiagnosticsDeathTest, CrashSendsItsMessageWholeAndAsItStands) {
     const std::wstring longMessage = std::wstring(6000, L'm') + L" %s %n \u00b5 end";
-    EXPECT_DEATH(Crash(longMessage.c_str()), "^m{6000} %s %n \xC2\xB5 end\n");
+    EXPECT_DEATH(Crash(longMessage.c_str()),
+                 "^" + std::string(6000, 'm') + " %s %n \xC2\xB5 end\n");
     EXPECT_DEATH(
         {
             SetDebugOutput([](const wchar_t* message) {

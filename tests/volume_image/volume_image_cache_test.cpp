@@ -107,9 +107,11 @@ TEST_F(VolumeImageCacheTest, DeletesTheTooOldAndOfTheOthersTheOldestWhenTheyTake
     write("2.cache", "", 72 * 60 - 1, 5000ULL << 20);
     write("3.Tmp.cache", "", 72 * 60 - 2, 9000ULL << 20);
     write("4.tmp", "", 72 * 60 + 1);
+    std::filesystem::rename("VolumeCacheParameters.bin", "volumeCACHEparameters.bin");
     write("volumeCACHEparameters.bin", "", 99 * 60);
     std::filesystem::create_directory("directory");
-    std::filesystem::last_write_time("directory", {});
+    std::error_code windowsMayRefuse;
+    std::filesystem::last_write_time("directory", {}, windowsMayRefuse);
     // Each size counts modulo 2^32.
     EXPECT_EQ(Cache::GetTotalSize(), (904U + 808U) << 20);
     SetDebugOutput([](const wchar_t* message) { traces += message; });
@@ -122,7 +124,7 @@ TEST_F(VolumeImageCacheTest, DeletesTheTooOldAndOfTheOthersTheOldestWhenTheyTake
                   L"CreateUniqueVolumeCacheTempFile: Created unique temp cache file '" +
                   Cache::GetDirectory());
     EXPECT_TRUE(traces.ends_with(L".TMP'\n"));
-    EXPECT_EQ(fileCount(), 6);
+    EXPECT_EQ(fileCount(), 5);
 }
 
 TEST_F(VolumeImageCacheTest, PassesOverWhatItCannotDeleteAndFailsWithoutATemporaryFile) {
@@ -137,7 +139,8 @@ TEST_F(VolumeImageCacheTest, PassesOverWhatItCannotDeleteAndFailsWithoutATempora
     });
     EXPECT_TRUE(Image(5).create(L"new"));
     EXPECT_FALSE(std::filesystem::exists("3.cache"));
-    std::filesystem::remove_all(std::filesystem::current_path());
+    std::filesystem::current_path(base_);
+    std::filesystem::remove_all("VolumeImageCache");
     EXPECT_FALSE(Image(5).create(L"new"));
     SetDebugOutput(nullptr);
     const std::wstring start = L"trelis::VolumeImageCache::";

@@ -6,6 +6,7 @@
 #include <limits>
 #include <stdexcept>
 
+#include <trelis/foundation/detail/platform.h>
 #include <trelis/foundation/diagnostics.h>
 
 namespace NEdgePointAlgorithms {
@@ -94,8 +95,8 @@ double area(const std::vector<EdgePoint>& c) {
 }
 
 EdgePoint rotate(const EdgePoint& p, double angle) {
-    const double c = std::cos(angle);
-    const double s = std::sin(angle);
+    const double c = trelis::detail::cosine(angle);
+    const double s = trelis::detail::sine(angle);
     return {p.x * c + p.y * s, p.y * c - p.x * s};
 }
 

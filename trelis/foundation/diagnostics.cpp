@@ -3,9 +3,9 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdlib>
-#include <new>
 
 #include <trelis/foundation/detail/platform.h>
+#include <trelis/foundation/detail/wide_format.h>
 
 namespace {
 
@@ -16,9 +16,7 @@ std::atomic<void (*)(const wchar_t*)> debugOutputSink{nullptr};
 }  // namespace
 
 void Crash(const wchar_t* message) noexcept {
-    trelis::detail::writeDebugOutput(message);
-    // Messages have no newline of their own; a terminal wants one.
-    trelis::detail::writeDebugOutput(L"\n");
+    trelis::detail::writeFatalMessage(message);
     if (const auto sink = debugOutputSink.load()) {
         sink(message);
     }
@@ -34,12 +32,7 @@ void TrelisTrace(const wchar_t* format, ...) noexcept {
     wchar_t message[kTraceBufferLength];
     std::va_list arguments;
     va_start(arguments, format);
-    try {
-        trelis::detail::formatWide(message, kTraceBufferLength, format, arguments);
-    } catch (const std::bad_alloc&) {
-        va_end(arguments);
-        return;
-    }
+    trelis::detail::formatWide(message, kTraceBufferLength, format, arguments);
     va_end(arguments);
     if (debugger) {
         trelis::detail::writeDebugOutput(message);

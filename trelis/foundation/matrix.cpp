@@ -2,8 +2,12 @@
 
 #include <cmath>
 
+#include <trelis/foundation/detail/platform.h>
+
 namespace {
 
+using trelis::detail::cosine;
+using trelis::detail::sine;
 using Vector = MVectorTemplate<double>;
 
 constexpr double kEqualityTolerance = 1e-8;
@@ -57,12 +61,12 @@ void MMatrix::SetRotation(const MMatrix& m) {
 }
 
 void MMatrix::SetRotation(double a, double b, double c) {
-    const double sa = std::sin(a);
-    const double ca = std::cos(a);
-    const double sb = std::sin(b);
-    const double cb = std::cos(b);
-    const double sc = std::sin(c);
-    const double cc = std::cos(c);
+    const double sa = sine(a);
+    const double ca = cosine(a);
+    const double sb = sine(b);
+    const double cb = cosine(b);
+    const double sc = sine(c);
+    const double cc = cosine(c);
     SetVector(0, {cc * cb, sc * cb, -sb});
     SetVector(1, {sb * sa * cc - sc * ca, sb * sa * sc + cc * ca, cb * sa});
     SetVector(2, {sb * ca * cc + sc * sa, sb * ca * sc - cc * sa, cb * ca});
@@ -153,8 +157,8 @@ void MMatrix::RotateZ(double angle) {
 
 void MMatrix::RotateAboutAxis(double angle, const Vector& axis) {
     const Vector u = axis.Normalized();
-    const double c = std::cos(angle);
-    const double s = std::sin(angle);
+    const double c = cosine(angle);
+    const double s = sine(angle);
     const double k = 1.0 - c;
     // Seen from row vectors this turns by minus the angle: intended, as is the lost translation.
     const MMatrix q({k * u.x * u.x + c, k * u.x * u.y - s * u.z, k * u.x * u.z + s * u.y},

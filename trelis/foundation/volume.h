@@ -209,8 +209,11 @@ class QVolume : public QVolumeSize {
     mutable MinMaxPixelInfo minMax_;
 };
 
+// A DLL has no inline functions of templates; a program that uses one compiles its own.
+#if !defined(_WIN32) || defined(TRELIS_BUILDING)
 extern template class TRELIS_API QVolume<unsigned short>;
 extern template class TRELIS_API QVolume<int>;
 extern template class TRELIS_API QVolume<unsigned int>;
 extern template class TRELIS_API QVolume<float>;
 extern template class TRELIS_API QVolume<MVectorTemplate<float>>;
+#endif

@@ -1,31 +1,28 @@
 #pragma once
 
-#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
 
-#include <trelis/export.h>
-
 /// All that differs between platforms; one source per platform implements it.
 namespace trelis::detail {
 
-/// Writes a message to the platform's debugger output, in UTF-8 where that is a byte stream. A
-/// message of up to 1,023 characters is one write. Does not allocate.
+/// Writes a trace to the platform's debugger output. A message of up to 1,023 characters is one
+/// write. Does not allocate.
 void writeDebugOutput(const wchar_t* message) noexcept;
 
-/// Whether anybody would see a trace.
+/// Writes the last message of the process to the debugger output, and as a line to standard error
+/// in UTF-8. Does not allocate.
+void writeFatalMessage(const wchar_t* message) noexcept;
+
+/// Whether anybody might see a trace.
 bool isDebuggerListening() noexcept;
 
-/// Formats into a buffer of `capacity` wide characters, at least one; the result is terminated, and
-/// what does not fit is cut. The notation is the one described at `TrelisTrace`.
-TRELIS_API void formatWide(wchar_t* buffer, std::size_t capacity, const wchar_t* format,
-                           std::va_list arguments);
-
 // Files, by wide paths, which are UTF-8 where the platform takes bytes. A path with a null
-// character or with something that is no character names no file: every call fails.
+// character or with something that is no character, as half a surrogate pair, names no file: every
+// call fails.
 
 /// What `createDirectory` returns where something has the name already.
 inline constexpr int kAlreadyExists = 183;
@@ -34,7 +31,8 @@ inline constexpr int kAlreadyExists = 183;
 extern const wchar_t kPathSeparator;
 
 /// Creates one level of directory. Returns 0, `kAlreadyExists` or the platform's code of another
-/// error.
+/// error. On Windows a path is too long that has more than 240 characters with a separator at its
+/// end; the files in a directory may have longer ones.
 int createDirectory(const std::wstring& path);
 
 /// Whether a directory, or a link to one, has this name.
@@ -47,7 +45,7 @@ bool renameFile(const std::wstring& from, const std::wstring& to);
 
 /// A link counts as what it leads to, unless that is gone.
 struct DirectoryEntry {
-    std::wstring name;           ///< what is no UTF-8 in it replaced by U+FFFD
+    std::wstring name;           ///< what is no UTF-8 on disk replaced by U+FFFD
     std::filesystem::path path;  ///< with the directory, as the platform takes it
     bool directory;
     std::uint64_t size;             ///< bytes
@@ -61,7 +59,8 @@ std::vector<DirectoryEntry> listDirectory(const std::wstring& path);
 bool removeFile(const std::wstring& path);
 bool removeFile(const DirectoryEntry& entry);
 
-/// A file of bytes, open or not; closed at the end of its life.
+/// A file of bytes, open or not; closed at the end of its life. On Windows it cannot be deleted
+/// while it is open, and what is open for writing can only be read beside that.
 class BinaryFile {
   public:
     enum class Mode {
@@ -77,7 +76,7 @@ class BinaryFile {
     BinaryFile& operator=(BinaryFile&&) = delete;
     ~BinaryFile();
 
-    bool isOpen() const { return descriptor_ >= 0; }
+    bool isOpen() const { return handle_ != kClosed; }
 
     /// Bytes, 0 when that cannot be told.
     std::uint64_t size() const;
@@ -95,7 +94,16 @@ class BinaryFile {
     bool close();
 
   private:
-    int descriptor_ = -1;
+    static constexpr std::intptr_t kClosed = -1;
+
+    /// The descriptor or handle of the platform.
+    std::intptr_t handle_ = kClosed;
 };
+
+// Of an angle in radians. Within two units in the last place of the exact value for any number of
+// turns that is met in practice.
+
+double sine(double angle);
+double cosine(double angle);
 
 }  // namespace trelis::detail

@@ -1,15 +1,13 @@
 #include <trelis/foundation/detail/platform.h>
 
 #include <algorithm>
-#include <bit>
 #include <cerrno>
-#include <clocale>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <cwchar>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -20,12 +18,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <trelis/foundation/detail/unicode.h>
+
 namespace trelis::detail {
 
 namespace {
-
-constexpr std::size_t kMaximumUtf8Length = 4;
-constexpr std::uint32_t kReplacementCharacter = 0xFFFD;
 
 /// Calls transfer(bytes, count), which is `read` or `write` of a file, until all bytes are through.
 template <typename Byte, typename Transfer>
@@ -49,73 +46,30 @@ bool writeAll(int file, const char* bytes, std::size_t count) noexcept {
                        [file](const char* from, std::size_t n) { return write(file, from, n); });
 }
 
-bool isCharacter(std::uint32_t code) noexcept {
-    return code <= 0x10FFFF && (code < 0xD800 || code >= 0xE000);
-}
-
-/// Writes the UTF-8 form of a UTF-32 character, returns its length. What is no character becomes
-/// the replacement character.
-std::size_t encodeUtf8(wchar_t wide, char* bytes) noexcept {
-    auto code = static_cast<std::uint32_t>(wide);
-    if (!isCharacter(code)) {
-        code = kReplacementCharacter;
+std::wstring wideName(const char* bytes) {
+    std::wstring name;
+    while (*bytes != '\0') {
+        wchar_t wide[kMaximumWideLength];
+        name.append(wide, encode(takeCharacter(bytes), wide));
     }
-    if (code < 0x80) {
-        bytes[0] = static_cast<char>(code);
-        return 1;
-    }
-    const std::size_t length = code < 0x800 ? 2 : code < 0x10000 ? 3 : 4;
-    for (std::size_t i = length - 1; i > 0; --i) {
-        bytes[i] = static_cast<char>(0x80 | (code & 0x3F));
-        code >>= 6;
-    }
-    const std::uint32_t lead[] = {0, 0, 0xC0, 0xE0, 0xF0};
-    bytes[0] = static_cast<char>(lead[length] | code);
-    return length;
-}
-
-/// The character at the beginning of the bytes and its length; the replacement character and 1
-/// where there is none.
-std::pair<wchar_t, std::size_t> decodeUtf8(std::string_view bytes) {
-    const auto lead = static_cast<unsigned char>(bytes[0]);
-    const auto ones = static_cast<std::size_t>(std::countl_one(lead));
-    const std::size_t length = std::clamp<std::size_t>(ones, 1, kMaximumUtf8Length);
-    const std::string_view form = bytes.substr(0, length);
-    auto code = static_cast<std::uint32_t>(lead & (0xFF >> ones));
-    for (const char next : form.substr(1)) {
-        code = code << 6 | (static_cast<unsigned char>(next) & 0x3F);
-    }
-    // Only the one form that the character has is valid.
-    char valid[kMaximumUtf8Length];
-    const auto wide = static_cast<wchar_t>(code);
-    if (form != std::string_view(valid, encodeUtf8(wide, valid))) {
-        return {static_cast<wchar_t>(kReplacementCharacter), 1};
-    }
-    return {wide, length};
-}
-
-std::wstring wideName(std::string_view bytes) {
-    std::wstring wide;
-    while (!bytes.empty()) {
-        const auto [character, length] = decodeUtf8(bytes);
-        wide += character;
-        bytes.remove_prefix(length);
-    }
-    return wide;
+    return name;
 }
 
 /// The path in UTF-8, or an empty one, which every system call refuses, where it has no such form.
 std::string narrowPath(const std::wstring& path) {
     std::string narrow;
-    for (const wchar_t character : path) {
-        if (character == L'\0' || !isCharacter(static_cast<std::uint32_t>(character))) {
+    for (const wchar_t* next = path.c_str(); next != path.c_str() + path.size();) {
+        const char32_t character = takeCharacter(next);
+        if (character == U'\0' || !isCharacter(character)) {
             return {};
         }
         char bytes[kMaximumUtf8Length];
-        narrow.append(bytes, encodeUtf8(character, bytes));
+        narrow.append(bytes, encode(character, bytes));
     }
     return narrow;
 }
+
+int descriptor(std::intptr_t handle) { return static_cast<int>(handle); }
 
 int openFile(const std::string& path, BinaryFile::Mode mode) {
     // No waiting for the other end of a pipe.
@@ -132,91 +86,17 @@ int openFile(const std::string& path, BinaryFile::Mode mode) {
     return -1;
 }
 
-/// Copies the length and the conversion of one directive in the notation of this platform, and
-/// moves `next` behind them. Here a string or character is narrow unless it has an l, a size has a
-/// z.
-void translateConversion(const wchar_t*& next, std::wstring& translated) {
-    const std::wstring_view rest(next);
-    std::wstring length;
-    if (rest.starts_with(L"I64")) {
-        length = L"ll";
-        next += 3;
-    } else if (rest.starts_with(L"I32")) {
-        next += 3;
-    } else if (rest.starts_with(L"I")) {
-        length = L"z";
-        next += 1;
-    } else {
-        length = rest.substr(0, std::wcsspn(next, L"hljztL"));
-        next += length.size();
-    }
-    if (*next == L'\0') {
-        return;
-    }
-    const wchar_t conversion = *next++;
-    switch (conversion) {
-        case L's':
-        case L'c':
-            translated += length == L"h" ? L"" : L"l";
-            translated += conversion;
-            break;
-        case L'S':
-        case L'C':
-            translated += length == L"l" ? L"l" : L"";
-            translated += conversion == L'S' ? L's' : L'c';
-            break;
-        default:
-            translated += length;
-            translated += conversion;
-    }
-}
-
-std::wstring translateFormat(const wchar_t* format) {
-    std::wstring translated;
-    while (*format != L'\0') {
-        const wchar_t character = *format++;
-        translated += character;
-        if (character == L'%') {
-            const std::size_t prefix = std::wcsspn(format, L"-+ #0123456789.*");
-            translated.append(format, prefix);
-            format += prefix;
-            translateConversion(format, translated);
-        }
-    }
-    return translated;
-}
-
 }  // namespace
 
-void formatWide(wchar_t* buffer, std::size_t capacity, const wchar_t* format,
-                std::va_list arguments) {
-    // Where the text does not fit, the formatter fails, but has filled the buffer with its
-    // beginning.
-    std::wmemset(buffer, L'\0', capacity);
-    const std::wstring translated = translateFormat(format);
-    // Narrow text is UTF-8 and numbers are plain, whatever the locale of the process.
-    const locale_t utf8 = newlocale(LC_ALL_MASK, "C.UTF-8", nullptr);
-    const locale_t previous = utf8 != nullptr ? uselocale(utf8) : nullptr;
-    std::vswprintf(buffer, capacity, translated.c_str(), arguments);
-    if (utf8 != nullptr) {
-        uselocale(previous);
-        freelocale(utf8);
-    }
-    buffer[capacity - 1] = L'\0';
+void writeDebugOutput(const wchar_t* message) noexcept {
+    writeUtf8(message,
+              [](const char* bytes, std::size_t count) { writeAll(STDERR_FILENO, bytes, count); });
 }
 
-void writeDebugOutput(const wchar_t* message) noexcept {
-    constexpr std::size_t kBufferSize = 4096;
-    char buffer[kBufferSize];
-    std::size_t used = 0;
-    for (; *message != L'\0'; ++message) {
-        if (used + kMaximumUtf8Length >= kBufferSize) {
-            writeAll(STDERR_FILENO, buffer, used);
-            used = 0;
-        }
-        used += encodeUtf8(*message, buffer + used);
-    }
-    writeAll(STDERR_FILENO, buffer, used);
+void writeFatalMessage(const wchar_t* message) noexcept {
+    writeDebugOutput(message);
+    // Messages have no newline of their own; a terminal wants one.
+    writeDebugOutput(L"\n");
 }
 
 bool isDebuggerListening() noexcept {
@@ -284,7 +164,7 @@ std::vector<DirectoryEntry> listDirectory(const std::wstring& path) {
              fstatat(descriptor, entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0)) {
             continue;
         }
-        entries.push_back({wideName(name), std::filesystem::path(narrow) / name,
+        entries.push_back({wideName(entry->d_name), std::filesystem::path(narrow) / name,
                            S_ISDIR(status.st_mode), static_cast<std::uint64_t>(status.st_size),
                            status.st_mtim.tv_sec});
     }
@@ -298,44 +178,50 @@ bool removeFile(const std::wstring& path) { return unlink(narrowPath(path).c_str
 bool removeFile(const DirectoryEntry& entry) { return unlink(entry.path.c_str()) == 0; }
 
 BinaryFile::BinaryFile(const std::wstring& path, Mode mode)
-    : descriptor_(openFile(narrowPath(path), mode)) {
+    : handle_(openFile(narrowPath(path), mode)) {
     struct stat status;
     if (mode == Mode::Read && isOpen() &&
-        (fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode))) {
+        (fstat(descriptor(handle_), &status) != 0 || !S_ISREG(status.st_mode))) {
         close();
     }
 }
 
 BinaryFile::BinaryFile(BinaryFile&& other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1)) {}
+    : handle_(std::exchange(other.handle_, kClosed)) {}
 
 BinaryFile::~BinaryFile() { close(); }
 
 std::uint64_t BinaryFile::size() const {
     struct stat status;
-    return fstat(descriptor_, &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
+    return fstat(descriptor(handle_), &status) == 0 ? static_cast<std::uint64_t>(status.st_size)
+                                                    : 0;
 }
 
 bool BinaryFile::read(void* bytes, std::size_t count) {
-    return transferAll(static_cast<char*>(bytes), count,
-                       [this](char* to, std::size_t n) { return ::read(descriptor_, to, n); });
+    return transferAll(static_cast<char*>(bytes), count, [this](char* to, std::size_t n) {
+        return ::read(descriptor(handle_), to, n);
+    });
 }
 
 // The object stays as it is, but not the file.
 // NOLINTNEXTLINE(readability-make-member-function-const)
 bool BinaryFile::write(const void* bytes, std::size_t count) {
-    return writeAll(descriptor_, static_cast<const char*>(bytes), count);
+    return writeAll(descriptor(handle_), static_cast<const char*>(bytes), count);
 }
 
 // NOLINTNEXTLINE(readability-make-member-function-const)
 bool BinaryFile::endHere() {
-    const off_t end = lseek(descriptor_, 0, SEEK_CUR);
-    return end >= 0 && ftruncate(descriptor_, end) == 0;
+    const off_t end = lseek(descriptor(handle_), 0, SEEK_CUR);
+    return end >= 0 && ftruncate(descriptor(handle_), end) == 0;
 }
 
 bool BinaryFile::close() {
-    const int descriptor = std::exchange(descriptor_, -1);
-    return descriptor < 0 || ::close(descriptor) == 0;
+    const std::intptr_t handle = std::exchange(handle_, kClosed);
+    return handle == kClosed || ::close(descriptor(handle)) == 0;
 }
+
+double sine(double angle) { return std::sin(angle); }
+
+double cosine(double angle) { return std::cos(angle); }
 
 }  // namespace trelis::detail
