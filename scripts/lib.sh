@@ -1,7 +1,9 @@
 # What the scripts share; sourced by each, with the repository root as the folder from then on.
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-build_packages=(g++ cmake ninja-build libgtest-dev libbenchmark-dev pkg-config)
+build_packages=(g++ cmake ninja-build libgtest-dev libbenchmark-dev pkg-config
+    libdcmtk-dev libcli11-dev nlohmann-json3-dev libpng-dev zlib1g-dev libfmt-dev
+    libxml2-dev)
 
 say() { printf '==> %s\n' "$*"; }
 

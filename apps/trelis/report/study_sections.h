@@ -1,0 +1,17 @@
+#pragma once
+
+#include <apps/trelis/report/markup.h>
+#include <apps/trelis/report/report_data.h>
+
+namespace app::report {
+
+/// Whose study it is and the figures that one looks for first.
+Markup headline(const ReportData& data);
+
+/// The messages, the gravest first; of many only the first are unfolded.
+Markup messageList(const Messages& messages);
+
+/// What was read and what was left aside.
+Markup readTable(const ReportData& data);
+
+}  // namespace app::report
