@@ -88,6 +88,7 @@ void readLinks(const AttributeReader& attributes, FoundObject& object) {
     switch (object.kind) {
         case ObjectKind::Image:
             object.height = heightOf(attributes);
+            object.patientPosition = attributes.text(DCM_PatientPosition);
             break;
         case ObjectKind::Structures:
             readStructureLinks(attributes, object);

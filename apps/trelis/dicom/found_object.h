@@ -32,8 +32,10 @@ struct FoundObject {
     /// plans by a dose.
     std::vector<std::string> references;
 
-    /// Of an image: "CT", "MR" or "PT", and the position along the normal, NaN where not known.
+    /// Of an image: "CT", "MR" or "PT", how the patient lies ("HFS"), and the position along the
+    /// normal, NaN where not known.
     std::string modality;
+    std::string patientPosition;
     double height = std::numeric_limits<double>::quiet_NaN();
     /// Of a structure set.
     std::size_t contours = 0;

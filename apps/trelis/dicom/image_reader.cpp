@@ -143,6 +143,7 @@ std::unique_ptr<ImageSeries> readImageSeries(const std::vector<const FoundObject
     series->frameUid = first.frame();
     series->modality = first.modality;
     series->description = first.seriesDescription;
+    series->patientPosition = first.patientPosition;
     series->key.studyUid = wide(first.studyUid);
     for (std::size_t i = 0; i < images.size(); ++i) {
         progress.ReportProgress(static_cast<double>(i) / static_cast<double>(images.size()));

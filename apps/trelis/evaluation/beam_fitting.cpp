@@ -12,6 +12,7 @@
 #include <fmt/format.h>
 
 #include <trelis/contour/beams_eye_outline.h>
+#include <trelis/foundation/undefined.h>
 #include <trelis/mlc/jaw_correction.h>
 #include <trelis/mlc/leaf_fitting.h>
 
@@ -175,20 +176,24 @@ double narrowestLeaf(const std::vector<double>& boundaries) {
     return narrowest;
 }
 
-/// The planned jaws, of which a pair may be missing; without any, jaws around the outline.
+/// Jaws around the outline; a pair that the plan lacks while it has the other stays undefined.
 Collimator firstJaws(const Beam& beam, const Extent& extent, double distance) {
-    const Collimator& planned = beam.plannedJaws;
-    for (const double jaw : {planned.X1, planned.X2, planned.Y1, planned.Y2}) {
-        if (std::isfinite(jaw)) {
-            return planned;
-        }
-    }
     Interval x = extent.along;
     Interval y = extent.across;
     if (beam.leavesAlongY) {
         std::swap(x, y);
     }
-    return {x.low - distance, x.high + distance, y.low - distance, y.high + distance};
+    Collimator jaws = {x.low - distance, x.high + distance, y.low - distance, y.high + distance};
+    const Collimator& planned = beam.plannedJaws;
+    const bool hasX = std::isfinite(planned.X1) && std::isfinite(planned.X2);
+    const bool hasY = std::isfinite(planned.Y1) && std::isfinite(planned.Y2);
+    if (hasY && !hasX) {
+        jaws.X1 = jaws.X2 = trelis::Undefined<double>::value;
+    }
+    if (hasX && !hasY) {
+        jaws.Y1 = jaws.Y2 = trelis::Undefined<double>::value;
+    }
+    return jaws;
 }
 
 Collimator correctedJaws(const LeafConfiguration& configuration, const LeafPositions& positions,

@@ -114,12 +114,40 @@ void makeHistograms(const EvaluationOptions& options, Evaluation& evaluation, Me
                        "histogram", "histograms"));
 }
 
+/// How the patient lies for beams that do not say it.
+std::string patientPositionOf(const Study& study, Messages& messages) {
+    if (study.plan && !study.plan->beams.empty()) {
+        return study.plan->beams.front().patientPosition;
+    }
+    if (study.image && !study.image->patientPosition.empty()) {
+        return study.image->patientPosition;
+    }
+    messages.warn("beams",
+                  "nothing tells how the patient lies; it is taken to be head first supine");
+    return "HFS";
+}
+
+std::vector<Beam> beamsOf(const Study& study, const EvaluationOptions& options,
+                          Messages& messages) {
+    std::vector<Beam> beams = options.beams;
+    if (beams.empty() && study.plan) {
+        beams = study.plan->beams;
+    }
+    std::string position;
+    for (Beam& beam : beams) {
+        if (beam.patientPosition.empty()) {
+            if (position.empty()) {
+                position = patientPositionOf(study, messages);
+            }
+            beam.patientPosition = position;
+        }
+    }
+    return beams;
+}
+
 void makeBeams(const Study& study, const EvaluationOptions& options, Evaluation& evaluation,
                Messages& messages, Phases& phases) {
-    const std::vector<Beam> none;
-    const std::vector<Beam>& beams = !options.beams.empty() ? options.beams
-                                     : study.plan           ? study.plan->beams
-                                                            : none;
+    const std::vector<Beam> beams = beamsOf(study, options, messages);
     if (beams.empty()) {
         messages.note("beams", "there are none");
         return;

@@ -35,6 +35,8 @@ struct ImageSeries {
     std::string frameUid;
     std::string modality;
     std::string description;
+    /// How the patient lies, such as "HFS"; empty where not given.
+    std::string patientPosition;
     ImageSeriesKey key;
     /// In the order of their files' names; refer to `key`.
     std::vector<std::unique_ptr<ImageSlice>> slices;
@@ -69,8 +71,9 @@ struct DoseGrid {
 struct Beam {
     int number = 0;
     std::string name;
-    /// Of the first control point. For the position on the couch that the plan gives.
+    /// Of the first control point.
     trelis::BeamGeometry geometry;
+    /// How the patient lies; empty for the position of the study's plan or images.
     std::string patientPosition = "HFS";
     /// How many control points the beam has with other angles, leaves or jaws than the first.
     int furtherShapes = 0;

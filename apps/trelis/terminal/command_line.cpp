@@ -101,6 +101,7 @@ std::vector<Beam> beamsFrom(const std::vector<double>& gantry,
         beam.geometry.collimatorAngle = angle(collimator, i, "--collimator");
         beam.geometry.couchAngle = angle(couch, i, "--couch");
         beam.geometry.isocentre = {kCentreOfTarget, kCentreOfTarget, kCentreOfTarget};
+        beam.patientPosition.clear();
         beams.push_back(std::move(beam));
     }
     return beams;
