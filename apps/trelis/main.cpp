@@ -14,6 +14,7 @@
 #include <apps/trelis/dicom/read_study.h>
 #include <apps/trelis/evaluation/evaluation.h>
 #include <apps/trelis/phantom/phantom.h>
+#include <apps/trelis/report/printable.h>
 #include <apps/trelis/report/write_outputs.h>
 #include <apps/trelis/study/message.h>
 #include <apps/trelis/terminal/command_line.h>
@@ -22,16 +23,6 @@
 namespace app {
 namespace {
 
-/// Names out of files must not steer the terminal.
-std::string printable(std::string text) {
-    for (char& c : text) {
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
-            c = '?';
-        }
-    }
-    return text;
-}
-
 std::string lineOf(const Message& message) {
     const char* severity = "note";
     if (message.severity == Severity::Warning) {
@@ -39,9 +30,10 @@ std::string lineOf(const Message& message) {
     } else if (message.severity == Severity::Fault) {
         severity = "fault";
     }
-    return printable(message.subject.empty()
-                         ? fmt::format("{}: {}", severity, message.text)
-                         : fmt::format("{}: {}: {}", severity, message.subject, message.text));
+    // Names out of files must not steer the terminal.
+    return report::printable(message.subject.empty() ? fmt::format("{}: {}", severity, message.text)
+                                                     : fmt::format("{}: {}: {}", severity,
+                                                                   message.subject, message.text));
 }
 
 int exitCodeFor(const Messages& messages) {
@@ -66,7 +58,7 @@ int runEvaluate(const CommandLine& command, Messages& messages, Phases& phases) 
         writeOutputs(command.output, study, command.evaluation, evaluation, messages, phases);
     if (!command.quiet) {
         for (const std::filesystem::path& file : files) {
-            fmt::print("{}\n", file.string());
+            show(stdout, file.string() + '\n');
         }
     }
     return exitCodeFor(messages);
@@ -74,7 +66,7 @@ int runEvaluate(const CommandLine& command, Messages& messages, Phases& phases) 
 
 int runInfo(const CommandLine& command, Messages& messages, Phases& phases) {
     for (const std::string& line : describeFolder(command.folder, messages, phases)) {
-        fmt::print("{}\n", printable(line));
+        show(stdout, report::printable(line) + '\n');
     }
     return exitCodeFor(messages);
 }
@@ -83,10 +75,10 @@ int run(const CommandLine& command) {
     const bool silent = command.quiet || command.command == CommandLine::Command::Info;
     Phases phases(silent ? nullptr : stderr, isatty(STDERR_FILENO) != 0);
     Messages messages([&](const Message& message) {
-        if (silent) {
-            fmt::print(stderr, "{}\n", lineOf(message));
-        } else {
+        if (!silent) {
             phases.print(lineOf(message));
+        } else if (message.severity != Severity::Note) {
+            show(stderr, lineOf(message) + '\n');
         }
     });
     switch (command.command) {
@@ -94,6 +86,9 @@ int run(const CommandLine& command) {
             return runEvaluate(command, messages, phases);
         case CommandLine::Command::Phantom:
             writePhantom(command.folder, command.phantom);
+            if (!command.quiet) {
+                show(stdout, fmt::format("A synthetic study is in {}\n", command.folder.string()));
+            }
             return kDone;
         case CommandLine::Command::Info:
             break;
@@ -102,7 +97,7 @@ int run(const CommandLine& command) {
 }
 
 int fail(const std::string& why, ExitCode code) {
-    fmt::print(stderr, "error: {}\n", printable(why));
+    show(stderr, fmt::format("error: {}\n", report::printable(why)));
     return code;
 }
 
@@ -117,7 +112,9 @@ int main(int count, char** arguments) {
             return exitCode;
         }
         app::catchInterrupts();
-        return app::run(command);
+        exitCode = app::run(command);
+        return std::ferror(stdout) == 0 ? exitCode
+                                        : app::fail("cannot write the output", app::kFailed);
     } catch (const QAbortPressed&) {
         return app::fail("cancelled, nothing was written", app::kCancelled);
     } catch (const std::invalid_argument& error) {

@@ -11,24 +11,29 @@ namespace {
 
 volatile std::sig_atomic_t interrupted = 0;
 
-void noteInterrupt(int signal) {
-    interrupted = 1;
-    std::signal(signal, SIG_DFL);
-}
+void noteInterrupt(int /*signal*/) { interrupted = 1; }
 
-constexpr int kBarCells = 30;
+/// Short enough for a narrow terminal.
+constexpr int kBarCells = 14;
 
 std::string barOf(const std::string& name, int percent) {
     const int filled = percent * kBarCells / 100;
-    return fmt::format("\r{:<20} [{:#<{}}{:.<{}}] {:3} %", name, "", filled, "", kBarCells - filled,
+    return fmt::format("\r{:<14} [{:#<{}}{:.<{}}] {:3} %", name, "", filled, "", kBarCells - filled,
                        percent);
 }
 
 }  // namespace
 
 void catchInterrupts() {
-    std::signal(SIGINT, noteInterrupt);
-    std::signal(SIGTERM, noteInterrupt);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        std::signal(signal, noteInterrupt);
+    }
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+void show(std::FILE* stream, const std::string& text) {
+    std::fputs(text.c_str(), stream);
+    std::fflush(stream);
 }
 
 void stopIfInterrupted() {
@@ -81,7 +86,7 @@ void Phases::end(std::string outcome) {
     const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - begin_;
     timings_.push_back({name_, std::move(outcome), spent.count()});
     const Timing& timing = timings_.back();
-    print(fmt::format("{:<20} {:8.2f} s  {}", timing.name, timing.seconds, timing.outcome));
+    print(fmt::format("{:<14} {:8.2f} s  {}", timing.name, timing.seconds, timing.outcome));
     reporter_.reset();
 }
 
@@ -91,8 +96,7 @@ void Phases::print(const std::string& line) {
     }
     const int percent = shownPercent_;
     clearBar();
-    fmt::print(stream_, "{}\n", line);
-    std::fflush(stream_);
+    app::show(stream_, line + '\n');
     if (percent >= 0 && reporter_) {
         show(percent / 100.0);
     }
@@ -107,8 +111,7 @@ void Phases::show(double fraction) {
         return;
     }
     shownPercent_ = percent;
-    fmt::print(stream_, "{}", barOf(name_, percent));
-    std::fflush(stream_);
+    app::show(stream_, barOf(name_, percent));
 }
 
 void Phases::clearBar() {
@@ -116,8 +119,7 @@ void Phases::clearBar() {
         return;
     }
     shownPercent_ = -1;
-    fmt::print(stream_, "\r\x1b[K");
-    std::fflush(stream_);
+    app::show(stream_, "\r\x1b[K");
 }
 
 }  // namespace app

@@ -14,8 +14,12 @@ namespace app {
 /// progress reporter.
 void stopIfInterrupted();
 
-/// Lets Ctrl-C ask to stop instead of ending the process; a second one ends it.
+/// Lets Ctrl-C, a closed terminal and the end of a session ask to stop instead of ending the
+/// process, and a reader that went away be an error of writing.
 void catchInterrupts();
+
+/// Writes to a terminal or whatever is in its place; where that cannot take it, it is lost.
+void show(std::FILE* stream, const std::string& text);
 
 /// The phases of a run, of which one goes on at a time: shown as they go, with a bar that moves on
 /// a terminal, and timed.
