@@ -110,6 +110,36 @@ void breakLeafEdges(DcmItem& beam) {
     leaves->putAndInsertString(DCM_LeafPositionBoundaries, "0\\10\\5");
 }
 
+Breaking cutTo(std::uintmax_t bytes) {
+    return [=](const fs::path& file) { fs::resize_file(file, bytes); };
+}
+
+Breaking withFirstContour(const char* points) { return with(DCM_ContourData, points, kContour); }
+
+/// As it was before files had headers, and damaged.
+void addHeadlessDose(const fs::path& file) {
+    std::ifstream whole(file.parent_path() / kDose, std::ios::binary);
+    std::string bytes(400, '\0');
+    whole.seekg(132).read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    std::ofstream(file, std::ios::binary) << bytes;
+}
+
+/// As writers do that have no room for the length of a long value.
+void forgetType(DcmItem& contour) {
+    OFString text;
+    contour.findAndGetOFStringArray(DCM_ContourData, text);
+    auto* element = new DcmOtherByteOtherWord(DcmTag(DCM_ContourData, EVR_UN));
+    element->putUint8Array(reinterpret_cast<const Uint8*>(text.data()), text.size());
+    contour.insert(element, OFTrue);
+}
+
+void renameWithoutIds(const fs::path& file) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(file.parent_path())) {
+        with(DCM_PatientID, "")(entry.path());
+    }
+    with(DCM_PatientName, "Other")(file);
+}
+
 void addOtherSeries(const fs::path& file) {
     app::ImageObject image = smallImage(0);
     image.header = smallHeader("5", "5");
@@ -119,7 +149,10 @@ void addOtherSeries(const fs::path& file) {
 const Case kCases[] = {
     {kImage, [](const fs::path& f) { fs::resize_file(f, fs::file_size(f) - 5); },
      "is truncated or damaged", kNoImage},
-    {kDose, [](const fs::path& f) { fs::resize_file(f, 400); }, "is truncated", kNoDose},
+    {kDose, cutTo(400), "is truncated", kNoDose},
+    {kDose, cutTo(0), "does not begin like one", kNoDose},
+    {kDose, cutTo(100), "does not begin like one", kNoDose},
+    {"headless", addHeadlessDose, "is truncated", kAll},
     {kPlan, overwrite, "is truncated or damaged", kNoPlan},
     {kPlan, nestDeeply, "nested too deep", kNoPlan},
     {kImage, compressUndecodably, "compressed pixel data (JPEG 2000", kNoImage},
@@ -128,6 +161,8 @@ const Case kCases[] = {
      "\"nan\" for a number in image position patient", kNoImage},
     {kImage, with(DCM_ImageOrientationPatient, "1\\0\\0\\0.1\\1\\0"), "right angles", kNoImage},
     {kImage, with(DCM_PhotometricInterpretation, "MONOCHROME1"), "MONOCHROME1", kNoImage},
+    {"ct-0.dcm", with(DCM_FrameOfReferenceUID, "2.9"), "", kAll},
+    {"ct-0.dcm", with(DCM_StudyInstanceUID, "2.9"), "belongs to another study", kNoImage},
     {kImage, without(DCM_PixelSpacing), "has no pixel spacing", kNoImage},
     {kImage, without(DCM_RescaleSlope), "has no rescale slope", kNoImage},
     {kImage, edited([](DcmItem& item) { item.putAndInsertUint16(DCM_Rows, 65535); }),
@@ -141,6 +176,17 @@ const Case kCases[] = {
     {kDose, with(DCM_NumberOfFrames, "2000000000"), "offset vector, not 2000000000", kNoDose},
     {kDose, edited([](DcmItem& item) { item.putAndInsertUint16(DCM_PixelRepresentation, 1); }),
      "holds signed values", kNoDose},
+    {kDose, edited([](DcmItem& item) {
+         item.putAndInsertUint16(DCM_BitsStored, 4);
+         item.putAndInsertUint16(DCM_HighBit, 3);
+     }),
+     "beyond its stored bits", kNoDose},
+    {kDose,
+     [](const fs::path& f) {
+         editFile(
+             f, [](DcmItem&) {}, EXS_BigEndianExplicit);
+     },
+     "32 bits in big-endian order", kNoDose},
     {"dose-2.dcm", with(DCM_DoseUnits, "RELATIVE"), "unlike \"dose-1.dcm\" in GY", kNoDose},
     {kDose, with(DCM_DoseType, "EFFECTIVE"), "EFFECTIVE", kAll, Severity::Warning},
     {kDose, with(DCM_DoseSummationType, "PLAN"), "count doses twice", kAll, Severity::Warning},
@@ -153,6 +199,7 @@ const Case kCases[] = {
      "belongs to another plan", kAll, Severity::Warning},
     {"dose-3.dcm", [](const fs::path& f) { fs::copy_file(f.parent_path() / kDose, f); },
      "has the instance UID of \"dose-1.dcm\"", kAll, Severity::Warning},
+    {kDose, renameWithoutIds, "is of \"Other\", unlike", kAll, Severity::Warning},
     {kDose, with(DCM_PatientID, "S2"), "belongs to patient \"S2\"", kNoDose},
     {kSet, with(DCM_ContourData, "1\\2\\3\\1.2.3\\5\\6\\7\\8\\9", kContour),
      "\"One\" is left out: its contour 1 has \"1.2.3\" for a number", kNoStructure},
@@ -164,6 +211,19 @@ const Case kCases[] = {
      kNoStructure},
     {kSet, without(DCM_ContourSequence, kDrawing), "\"One\" has no contours", kNoStructure,
      Severity::Warning},
+    {kSet, withFirstContour("-9\\-19\\4\\-9\\-16\\4\\-6\\-16\\4\\-6\\-19\\4"),
+     "\"One\" has contours that repeat", kAll, Severity::Warning},
+    {kSet, withFirstContour("-8\\-25\\4\\-7\\-25\\4\\-7\\-5\\4\\-8\\-5\\4"),
+     "\"One\" has contours that cross", kAll, Severity::Warning},
+    {kSet, withFirstContour("-6\\-19\\4\\-3\\-19\\4\\-3\\-16\\4\\-6\\-16\\4"), "", kAll},
+    {kSet, edited(forgetType, kContour), "", kAll},
+    {kPlan,
+     with(DCM_SOPClassUID, UID_RTIonPlanStorage),
+     "is an ion plan",
+     {4, 2, 2, 0, 1},
+     Severity::Note},
+    {kPlan, with(DCM_SpecificCharacterSet, "ISO_IR 999"), "character set", kAll, Severity::Note},
+    {kPlan, with(DCM_GantryAngle, "1e300", kPoint), "gantry angle of 1e+300", kNoBeam},
     {kPlan, without(DCM_IsocenterPosition, kPoint), "\"A\" is left out: it has no isocenter",
      kNoBeam},
     {kPlan, without(DCM_GantryAngle, kPoint), "has no gantry angle", kNoBeam},

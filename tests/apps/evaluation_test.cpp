@@ -13,6 +13,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <apps/trelis/evaluation/dose_reach.h>
 #include <apps/trelis/evaluation/dose_statistics.h>
 #include <apps/trelis/evaluation/evaluation.h>
 #include <apps/trelis/phantom/phantom.h>
@@ -81,11 +82,20 @@ std::vector<Vector> circle(double x, double y, double z, double radius) {
     return points;
 }
 
-app::Structure cylinder(const std::string& name, const std::vector<double>& planes) {
+app::Structure cylinder(const std::string& name, const std::vector<double>& planes,
+                        double radius = 10.0) {
     app::Structure structure;
     structure.name = name;
     for (const double z : planes) {
-        structure.contours.push_back(circle(0.0, 0.0, z, 10.0));
+        structure.contours.push_back(circle(0.0, 0.0, z, radius));
+    }
+    return structure;
+}
+
+app::Structure cylinderPair(const std::vector<double>& planes, const std::vector<double>& others) {
+    app::Structure structure = cylinder("?", planes);
+    for (const double z : others) {
+        structure.contours.push_back(circle(30.0, 0.0, z, 10.0));
     }
     return structure;
 }
@@ -171,8 +181,10 @@ TEST(Evaluation, FitsTheLeavesToTheCircleThatTheTargetIsSeenAs) {
     withoutCollimator.leafBoundaries.clear();
     withoutCollimator.plannedJaws = {};
     options.beams.emplace_back(options.beams[2]).leavesAlongY = true;
+    options.beams.push_back(options.beams[0]);
+    options.beams.back().plannedJaws = {-10.0, 10.0, -10.0, 10.0};
     const Evaluation evaluation = evaluate(phantom(), options);
-    ASSERT_EQ(evaluation.beams.size(), 5U);
+    ASSERT_EQ(evaluation.beams.size(), 6U);
     const double radius = 30.0 * 1000.0 / std::sqrt(1000.0 * 1000.0 - 30.0 * 30.0);
     for (const app::EvaluatedBeam& beam : evaluation.beams) {
         ASSERT_EQ(beam.left.size(), 60U);
@@ -409,11 +421,20 @@ TEST(Evaluation, TellsWhatIsWrongWithAStructureAndGoesOn) {
          0.0},
         {cylinder("?", {5.0}), "one plane only", app::Severity::Warning, 1.0 * cm3},
         {cylinder("?", {0, 3, 6, 15, 18}), "interpolated: 2", app::Severity::Warning, 21.0 * cm3},
+        {cylinderPair({0, 3, 6, 9}, {0, 3, 9}), "interpolated: 1", app::Severity::Warning,
+         24.0 * cm3},
+        {cylinderPair({0, 3, 6, 9, 12}, {0.12, 3.12, 6.12, 9.12, 12.12}), "2.88 mm apart",
+         app::Severity::Note, 29.76 * cm3},
+        {cylinder("?", {0, 100}), "100 mm apart", app::Severity::Warning, 200.0 * cm3},
+        {cylinder("?", {0, 3}), "in 2 planes only", app::Severity::Warning, 6.0 * cm3},
+        {cylinder("?", {0, 2, 4}, 2.0), "than 0.1 cm3", app::Severity::Warning, 0.24 * cm3},
         {cylinder("?", {0, 3, 6, 30, 33}), "gap of 24 mm", app::Severity::Warning, 15.0 * cm3},
         {cylinder("?", {0, 3.02, 6.02, 9}), "3 mm apart", app::Severity::Note, 12.0 * cm3},
         {cylinder("?", {0, 2.2, 5.1, 9}), "2.9 mm apart", app::Severity::Note, 11.9 * cm3},
         {cylinder("?", {80, 83, 86}), "outside the dose grid", app::Severity::Warning, 9.0 * cm3},
         {cylinder("?", {34, 38, 42}), "66.7 % of it", app::Severity::Warning, 12.0 * cm3},
+        {cylinder("?", {34, 36, 38, 40}), "25.0 % of it lie just beyond", app::Severity::Warning,
+         8.0 * cm3},
         {turned(), "3 mm apart", app::Severity::Note, 9.0 * cm3},
     };
     for (const auto& [structure, text, severity, volume] : cases) {
@@ -429,6 +450,28 @@ TEST(Evaluation, TellsWhatIsWrongWithAStructureAndGoesOn) {
         if (!std::isnan(volume)) {
             EXPECT_NEAR(evaluation.structures[0].volume, volume, 0.02 * volume);
         }
+    }
+}
+
+/// The outermost dose points lie 38 mm from the middle on all sides.
+TEST(Evaluation, CountsWhatLiesBeyondTheDosePointsAlikeOnAllSides) {
+    Study study;
+    study.structures = {cylinder("?", {-4, -2, 0, 2, 4})};
+    const app::EvaluatedStructure structure = evaluate(study).structures.at(0);
+    QProgressReporterNull nobody;
+    for (const Vector& direction : {Vector(1, 0, 0), Vector(0, 1, 0), Vector(0, 0, 1)}) {
+        const auto partAt = [&](double distance) {
+            const app::DoseGrid dose = uniformDose("dose", 1);
+            MMatrix moved = dose.transform;
+            moved.SetTranslation(distance * direction);
+            return app::partBetweenDosePoints(structure, dose.values, moved, nobody);
+        };
+        for (double distance = 26.0; distance <= 50.0; distance += 0.5) {
+            EXPECT_NEAR(partAt(distance), partAt(-distance), 1e-12) << distance;
+        }
+        EXPECT_EQ(partAt(28.0), 1.0);
+        EXPECT_NEAR(partAt(38.0), 0.5, 0.11);  // up to half a plane of five is on the border
+        EXPECT_EQ(partAt(48.5), 0.0);
     }
 }
 
@@ -471,19 +514,23 @@ TEST(Evaluation, RestoresTheVolumeFromTheCacheOnlyWhileNoSliceChanged) {
     const StudyFolder folder;
     Study study = imageStudy();
     EvaluationOptions options;
-    options.cacheDirectory = folder / "new/cache";
-    const auto run = [&](bool restored, const char* warning = nullptr) {
-        app::Messages messages;
+    options.cacheDirectory = folder / "new/c\u00E2che";
+    const auto evaluated = [&](app::Messages& messages) {
         const Evaluation evaluation = evaluate(study, options, messages);
         const app::ImageVolume& image = evaluation.image.value();
-        EXPECT_EQ(image.restoredFromCache, restored);
         for (int z = 0; z < 5; ++z) {
             const auto& slice = study.image->slices[static_cast<std::size_t>(z)]->image;
             EXPECT_TRUE(
                 std::equal(slice.begin(), slice.end(), image.pixels.GetConstSpanXY(z).begin()));
         }
-        EXPECT_EQ(image.rescaleIntercept, -1000.0);
+        EXPECT_TRUE(image.pixelSlope == 1.0 && image.pixelOffset == 0);
+        EXPECT_TRUE(image.rescaleSlope == 1.0 && image.rescaleIntercept == -1000.0);
         EXPECT_EQ(image.geometry().VoxelToReal({0, 0, 1}).z, 2.0);
+        return image.restoredFromCache;
+    };
+    const auto run = [&](bool restored, const char* warning = nullptr) {
+        app::Messages messages;
+        EXPECT_EQ(evaluated(messages), restored);
         EXPECT_EQ(warning != nullptr,
                   hasMessage(messages, "image cache", warning == nullptr ? "" : warning,
                              app::Severity::Warning));
@@ -493,15 +540,27 @@ TEST(Evaluation, RestoresTheVolumeFromTheCacheOnlyWhileNoSliceChanged) {
     study.image->slices[2]->image.SetPixel(3, 3, 0, 77);
     run(false);
     run(true);
-    for (const auto& entry : fs::recursive_directory_iterator(options.cacheDirectory)) {
-        if (entry.path().extension() == ".cache") {
-            std::fstream file(entry.path(), std::ios::in | std::ios::out | std::ios::binary);
-            file.seekp(-9, std::ios::end);
-            file.put('\x55');
+    const auto invertByte = [&](int fromEnd) {
+        for (const auto& entry : fs::recursive_directory_iterator(options.cacheDirectory)) {
+            if (entry.path().extension() == ".cache") {
+                std::fstream file(entry.path(), std::ios::in | std::ios::out | std::ios::binary);
+                file.seekg(-fromEnd, std::ios::end);
+                const int byte = file.get();
+                file.seekp(-fromEnd, std::ios::end);
+                file.put(static_cast<char>(~byte));
+            }
         }
-    }
+    };
+    invertByte(9);
     run(false, "MD5 checksum failure");
     run(true);
+    for (int fromEnd = 481; fromEnd <= 692; ++fromEnd) {  // all before the pixels
+        app::Messages messages;
+        invertByte(fromEnd);
+        const bool isRestored = evaluated(messages);
+        EXPECT_NE(isRestored, hasMessage(messages, "image cache", "the volume is built anew",
+                                         app::Severity::Warning));
+    }
     std::ofstream(folder / "file") << "in the way";
     options.cacheDirectory = folder / "file";
     run(false, "cannot be used");

@@ -170,23 +170,78 @@ TEST(ReadStudy, PutsVoxelsOfDosesWhereTheyWere) {
     }
 }
 
+TEST(ReadStudy, WarnsOfDosesThatMayCountTwice) {
+    struct Dose {
+        const char* type;
+        const char* plan;
+        std::vector<int> beams;
+    };
+    struct Case {
+        Dose first;
+        Dose second;
+        std::size_t warnings;
+    };
+    const Case cases[] = {{{"BEAM", "1", {1}}, {"BEAM", "1", {2, 3}}, 0},
+                          {{"BEAM", "1", {1}}, {"BEAM", "2", {1}}, 0},
+                          {{"BEAM", "1", {1}}, {"BEAM", "1", {3, 1}}, 1},
+                          {{"PLAN", "1", {}}, {"PLAN", "2", {}}, 0},
+                          {{"PLAN", "1", {}}, {"PLAN", "1", {}}, 1},
+                          {{"PLAN", "", {}}, {"PLAN", "", {}}, 1},
+                          {{"BEAM", "", {}}, {"PLAN", "1", {}}, 1},
+                          {{"MULTI_PLAN", "1", {}}, {"BEAM", "1", {1}}, 1},
+                          {{"BEAM", "1", {1}}, {"FRACTION", "2", {}}, 1},
+                          {{"BEAM", "1", {1}}, {"FRACTION", "1", {}}, 2}};
+    for (const Case& test : cases) {
+        SCOPED_TRACE(std::string(test.first.type) + " and " + test.second.type);
+        const StudyFolder folder;
+        for (const int i : {1, 2}) {
+            const Dose& wanted = i == 1 ? test.first : test.second;
+            app::DoseObject dose = smallDose(i);
+            dose.summationType = wanted.type;
+            dose.planUid = wanted.plan;
+            dose.beamNumbers = wanted.beams;
+            app::writeDose(folder / std::to_string(i), dose);
+        }
+        app::Messages messages;
+        EXPECT_EQ(folder.read(messages).doses.size(), 2U);
+        EXPECT_EQ(messages.all().size(), test.warnings);
+    }
+}
+
+TEST(ReadStudy, TakesASinglePlaneOfDoseOnlyAloneOrWithOthersOfItsGrid) {
+    const StudyFolder folder;
+    const auto dosesWithPlane = [&](int i) {
+        app::DoseObject dose = smallDose(i);
+        dose.planeOffsets = {0.0};
+        dose.values.resize(6);
+        app::writeDose(folder / std::to_string(i), dose);
+        return readOnly(folder).doses.size();
+    };
+    EXPECT_EQ(dosesWithPlane(1), 1U);
+    EXPECT_EQ(dosesWithPlane(2), 2U);
+    app::writeDose(folder / "3", smallDose(3));
+    const app::Study study = readOnly(folder);
+    ASSERT_EQ(study.doses.size(), 1U);
+    EXPECT_EQ(study.doses.front().file, "3");
+}
+
 TEST(ReadStudy, ScalesSlicesThatAreRescaledEachInItsOwnWay) {
     for (const char* modality : {"MR", "PT"}) {
         const StudyFolder folder;
         for (int i = 0; i < 2; ++i) {
             app::ImageObject image = smallImage(i);
             image.modality = modality;
-            image.rescaleSlope = 0.5 + i;
-            image.rescaleIntercept = 3.0 * (0.5 + i);
+            image.rescaleSlope = 1e-8 * (0.5 + i);
+            image.rescaleIntercept = 3e-8 * (0.5 + i);
             app::writeImage(folder / std::to_string(i), image);
         }
         const app::Study study = readOnly(folder);
         ASSERT_EQ(study.image->slices.size(), 2U);
         for (int i = 0; i < 2; ++i) {
             const app::ImageSlice& slice = *study.image->slices[static_cast<std::size_t>(i)];
-            EXPECT_EQ(slice.pixelSlope, 0.5 + i);
-            EXPECT_EQ(slice.rescaleSlope, 1.0);
-            EXPECT_EQ(valueOf(slice, 1, 1), 3.0 * (0.5 + i));
+            EXPECT_DOUBLE_EQ(slice.pixelSlope, (0.5 + i) / 1.5);
+            EXPECT_EQ(slice.rescaleSlope, 1.5e-8);
+            EXPECT_DOUBLE_EQ(valueOf(slice, 1, 1), 3e-8 * (0.5 + i));
         }
     }
     // A volume of CT takes the offset of its first slice for all.
@@ -331,7 +386,11 @@ TEST(ReadStudy, ReadsAStudyOfOtherSoftware) {
     app::Messages messages;
     app::Phases phases(nullptr, false);
     const app::Study study = app::readStudy(data / "phantom-mini", {}, messages, phases);
-    EXPECT_TRUE(messages.all().empty());
+    // One of the doses is of all beams, which the others hold one by one.
+    for (const app::Message& message : messages.all()) {
+        EXPECT_EQ(message.severity, app::Severity::Warning) << message.text;
+        EXPECT_NE(message.text.find("count doses twice"), std::string::npos) << message.text;
+    }
     EXPECT_EQ(study.image->slices.size(), 5U);
     EXPECT_EQ(study.doses.size(), 4U);
     EXPECT_EQ(study.plan->beams.size(), 3U);

@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <algorithm>
 #include <cmath>
 #include <csignal>
@@ -28,6 +30,7 @@
 #include <apps/trelis/report/plane_sampling.h>
 #include <apps/trelis/report/report_data.h>
 #include <apps/trelis/report/round_step.h>
+#include <apps/trelis/report/statistics_table.h>
 #include <apps/trelis/report/write_outputs.h>
 
 namespace {
@@ -296,6 +299,58 @@ TEST_F(Report, DrawsTheOutlineOfABallAndIsodosesWhereTheyAre) {
     }
 }
 
+TEST_F(Report, ShowsEveryWarningThoseAboutTheTargetFirstAndDoubtsTheDosesOfAPart) {
+    for (int i = 0; i < 20; ++i) {
+        const std::string number = std::to_string(i);
+        scene_.messages.warn(number, i % 2 == 0 ? "even" : number);
+        scene_.messages.note("n", number);
+    }
+    scene_.messages.warn("Ptv", "even");
+    scene_.evaluation.structures[1].dvh.doseCoverage = 0.49096;
+    const Page page(contentOf(scene_.write(folder_).front()));
+    const std::string warnings = "//h:div[@class='messages warnings']";
+    EXPECT_EQ(page.texts((warnings + "/h:ul/h:li").c_str()).size(), 12U);
+    EXPECT_EQ(page.texts((warnings + "//h:li[1]").c_str()).front(),
+              "Ptv, 0, 2, 4, 6, 8, 10, 12, 14, 16, 18 even");
+    EXPECT_EQ(page.texts("//h:details/h:summary"), std::vector<std::string>{"and 9 more"});
+    EXPECT_EQ(page.texts("//h:li[@class='doubtful']/h:small"),
+              std::vector<std::string>(2, "of the 49.0 % inside the dose grid"));
+}
+
+TEST_F(Report, SpreadsManyLevelsOverTablesAndShortensLongNames) {
+    for (int level = 1; level <= 18; ++level) {
+        scene_.options.doseLevels.push_back(level);
+    }
+    const auto repeated = [](int count) {
+        std::string text;
+        for (int i = 0; i < count; ++i) {
+            text += "ä";
+        }
+        return text;
+    };
+    scene_.evaluation.structures[1].name = repeated(5000) + "end";
+    const Page page(contentOf(scene_.write(folder_).front()));
+    EXPECT_EQ(page.texts("//h:table[@class='statistics']/h:thead//h:th").size(), 14U);
+    EXPECT_EQ(page.texts("//h:table[@class='statistics levels']/h:thead//h:th").size(), 9U + 8U);
+    const auto heads = page.texts("//h:thead//h:th[starts-with(., 'V ')]");
+    ASSERT_EQ(heads.size(), 18U);
+    EXPECT_EQ(heads.back(), "V 18 Gy%");
+    const std::string shown = page.texts("//h:ul[@class='legend']//h:bdi").back();
+    EXPECT_EQ(shown, repeated(42) + "…" + repeated(18) + "end");
+}
+
+TEST_F(Report, GivesSmallDosesTheirDigitsAndRelativeOnesNoLevelsInGy) {
+    scene_.options.doseLevels = {20.0};
+    EXPECT_EQ(scene_.data().levels, scene_.options.doseLevels);
+    scene_.evaluation.dose->scale *= 1e-6;
+    scene_.evaluation.dose->units = "RELATIVE";
+    const app::report::ReportData data = scene_.data();
+    EXPECT_EQ(data.levels.size(), data.levelFractions.size());
+    EXPECT_EQ(data.levelFractions.size(), 3U);
+    EXPECT_NEAR(std::stod(app::report::doseText(data.maximumDose, data)) / data.maximumDose, 1.0,
+                1e-3);
+}
+
 TEST_F(Report, FilesHoldTheNumbersOfTheEvaluation) {
     scene_.options.doseLevels = {linearDose(kCentre)};
     scene_.write(folder_);
@@ -413,6 +468,56 @@ TEST_F(Report, LeavesNothingBehindAndChangesNothingWhenItFails) {
     EXPECT_THROW(scene_.write(folder_ / "report.html" / "below"), std::runtime_error);
     EXPECT_EQ(listing(root_), before);
     EXPECT_EQ(contentOf(folder_ / "report.html"), "old");
+}
+
+TEST_F(Report, ReplacesTheLabelMapsOfAnEarlierRunAllOrNone) {
+    scene_.write(folder_);
+    for (const char* name : {"own.nrrd", "note.txt"}) {
+        std::ofstream(folder_ / name) << "kept";
+    }
+    std::ofstream(root_ / "made" / "outside.nrrd") << "kept";
+    auto plan = nlohmann::json::parse(contentOf(folder_ / "plan.json"));
+    for (const char* name : {"../outside.nrrd", "note.txt", "missing.nrrd"}) {
+        plan["structures"].push_back({{"label_map", name}});
+    }
+    std::ofstream(folder_ / "plan.json") << plan;
+    scene_.evaluation.structures[0].name = "other";
+
+    fs::create_directory(folder_ / "other.nrrd");
+    const std::vector<std::string> before = listing(root_);
+    EXPECT_THROW(scene_.write(folder_), std::runtime_error);
+    EXPECT_EQ(listing(root_), before);
+    EXPECT_EQ(nlohmann::json::parse(contentOf(folder_ / "plan.json")), plan);
+
+    fs::remove(folder_ / "other.nrrd");
+    scene_.write(folder_);
+    EXPECT_EQ(listing(root_ / "made"),
+              (std::vector<std::string>{"output", "output/PTV_2.nrrd", "output/Ptv.nrrd",
+                                        "output/dvh.csv", "output/note.txt", "output/other.nrrd",
+                                        "output/own.nrrd", "output/plan.json", "output/report.html",
+                                        "outside.nrrd"}));
+
+    std::ofstream(folder_ / "plan.json") << "{\"structures\": [{\"label_map\": \"own.nrrd\"}, 1]}";
+    scene_.write(folder_);
+    EXPECT_TRUE(fs::exists(folder_ / "own.nrrd"));
+}
+
+TEST_F(Report, ClearsAwayWhatKilledRunsLeft) {
+    const std::string own = std::string(".unfinished-") + std::to_string(getpid());
+    const std::vector<std::string> kept = {".unfinished-1", ".unfinished-1x", ".unfinished--1"};
+    for (const std::string& name : {own, std::string(".unfinished-2147483647")}) {
+        fs::create_directories(folder_ / name / "report.html");
+    }
+    for (const std::string& name : kept) {
+        fs::create_directories(folder_ / name);
+    }
+    scene_.write(folder_);
+    for (const auto& entry : fs::directory_iterator(folder_)) {
+        const std::string name = entry.path().filename().string();
+        EXPECT_EQ(name.starts_with('.'), std::find(kept.begin(), kept.end(), name) != kept.end())
+            << name;
+    }
+    EXPECT_TRUE(fs::exists(folder_ / kept.front()));
 }
 
 /// Asks to stop when the bar of the phases shows one half.

@@ -24,6 +24,7 @@ constexpr std::uintmax_t kLargestFile = std::uintmax_t{4} << 30;  // bytes
 void prepareToolkit() {
     static const bool prepared = [] {
         OFLog::configure(OFLogger::OFF_LOG_LEVEL);
+        dcmEnableUnknownVRConversion.set(OFTrue);  // long values may lack their type in the file
         DcmRLEDecoderRegistration::registerCodecs();
         DJDecoderRegistration::registerCodecs();
         DJLSDecoderRegistration::registerCodecs();
@@ -135,7 +136,11 @@ DicomFile::DicomFile(const std::filesystem::path& path, Extent extent)
         throw Unusable(stream.refusal());
     }
     if (condition.bad()) {
-        throw Unusable(std::string("is truncated or damaged: ") + condition.text());
+        const std::string reason = std::string("is truncated or damaged: ") + condition.text();
+        if (dataset()->tagExistsWithValue(DCM_SOPClassUID) == OFTrue) {
+            throw DamagedObject(reason);
+        }
+        throw Unusable(reason);
     }
     decoder_ = std::make_unique<TextDecoder>(*dataset());
 }

@@ -17,11 +17,15 @@ class DicomFile {
   public:
     enum class Extent { BeforePixels, Whole };
 
-    /// `Unusable` where the file cannot be read, `QAbortPressed` after Ctrl-C.
+    /// `Unusable` where the file cannot be read (`DamagedObject` where it begins as an object
+    /// does), `QAbortPressed` after Ctrl-C.
     DicomFile(const std::filesystem::path& path, Extent extent);
 
     AttributeReader attributes() const { return {*dataset(), *decoder_}; }
     DcmDataset* dataset() const { return object_->getDataset(); }
+
+    /// Whether the texts are in a character set that is supported.
+    bool hasKnownCharacters() const { return decoder_->isSupported(); }
 
     /// What the object is; from the header of the file where the data set does not say it.
     std::string sopClassUid() const;

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <fstream>
 #include <stdexcept>
 #include <string_view>
@@ -26,6 +27,15 @@ bool beginsLikeDataSet(std::string_view bytes) {
            ((bytes[1] == 0 && bytes[3] == 0 && (bytes[0] | 10) == 10) ||
             (bytes[0] == 0 && bytes[2] == 0 && (bytes[1] | 10) == 10)) &&
            (bytes[0] | bytes[1]) != 0;
+}
+
+/// Hidden files, such as those that some systems put beside each file, are named after others.
+bool isNamedAsDicom(const fs::path& path) {
+    std::string ending = path.extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return path.filename().native().front() != '.' &&
+           (ending == ".dcm" || ending == ".dicom" || ending == ".ima");
 }
 
 class Scan {
@@ -93,8 +103,12 @@ class Scan {
         }
         const std::string_view bytes(head.data(), static_cast<std::size_t>(file.gcount()));
         const bool isMarked = bytes.size() == head.size() && bytes.substr(kPreamble) == kMark;
+        const bool isNamed = isNamedAsDicom(path);
         if (isMarked || beginsLikeDataSet(bytes)) {
-            contents_.files.push_back({path, nameOf(path), isMarked});
+            contents_.files.push_back({path, nameOf(path), isMarked, isNamed});
+        } else if (isNamed) {
+            messages_.fault(nameOf(path),
+                            "has the name of a DICOM file but does not begin like one");
         } else {
             ++contents_.otherFiles;
         }

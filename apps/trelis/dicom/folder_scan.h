@@ -15,6 +15,8 @@ struct FoundFile {
     std::string name;
     /// The file has the mark of a DICOM file; otherwise it only begins as a data set might.
     bool isMarked = false;
+    /// The name says that it is one.
+    bool isNamed = false;
 };
 
 struct FolderContents {
@@ -25,7 +27,8 @@ struct FolderContents {
 };
 
 /// Looks through a folder and those in it, without following links to folders. What is neither a
-/// file nor a folder is never opened. Warns of files and folders that cannot be opened.
+/// file nor a folder is never opened. Warns of files and folders that cannot be opened; a file with
+/// the name of a DICOM file that does not begin like one is a fault.
 /// std::runtime_error where the folder itself cannot be.
 FolderContents scanFolder(const std::filesystem::path& folder, Messages& messages);
 

@@ -67,6 +67,19 @@ void readStructureLinks(const AttributeReader& attributes, FoundObject& object) 
     }
 }
 
+void readDoseLinks(const AttributeReader& attributes, FoundObject& object) {
+    object.summationType = attributes.text(DCM_DoseSummationType);
+    addReferences(attributes, DCM_ReferencedRTPlanSequence, object);
+    for (const AttributeReader& plan : attributes.items(DCM_ReferencedRTPlanSequence)) {
+        const std::string uid = plan.text(DCM_ReferencedSOPInstanceUID);
+        for (const AttributeReader& group : plan.items(DCM_ReferencedFractionGroupSequence)) {
+            for (const AttributeReader& beam : group.items(DCM_ReferencedBeamSequence)) {
+                addUnique(object.beams, uid + ' ' + beam.text(DCM_ReferencedBeamNumber));
+            }
+        }
+    }
+}
+
 double heightOf(const AttributeReader& attributes) {
     try {
         const ImagePlane plane(attributes);
@@ -94,7 +107,7 @@ void readLinks(const AttributeReader& attributes, FoundObject& object) {
             readStructureLinks(attributes, object);
             break;
         case ObjectKind::Dose:
-            addReferences(attributes, DCM_ReferencedRTPlanSequence, object);
+            readDoseLinks(attributes, object);
             break;
         case ObjectKind::Plan:
             addReferences(attributes, DCM_ReferencedStructureSetSequence, object);
@@ -102,38 +115,57 @@ void readLinks(const AttributeReader& attributes, FoundObject& object) {
     }
 }
 
-/// Nothing where the file holds no object of a kind that is evaluated.
-std::optional<FoundObject> identify(const FoundFile& found) {
-    const DicomFile file(found.path, DicomFile::Extent::BeforePixels);
+/// Nothing where the file only begins as a data set might and is none.
+std::optional<DicomFile> openObject(const FoundFile& found) {
+    try {
+        return DicomFile(found.path, DicomFile::Extent::BeforePixels);
+    } catch (const DamagedObject&) {
+        throw;
+    } catch (const Unusable&) {
+        if (found.isMarked || found.isNamed) {
+            throw;
+        }
+        return std::nullopt;
+    }
+}
+
+/// Null for an object of a kind that is not evaluated.
+const SopClass* classOf(const FoundFile& found, const DicomFile& file, Messages& messages) {
     const std::string uid = file.sopClassUid();
+    if (uid.empty() && (found.isMarked || found.isNamed)) {
+        throw Unusable("does not say what kind of object it holds");
+    }
     if (std::find(std::begin(kMultiFrameClasses), std::end(kMultiFrameClasses), uid) !=
         std::end(kMultiFrameClasses)) {
         throw Unusable("is an enhanced image of many frames, which is not supported");
     }
+    if (uid == UID_RTIonPlanStorage) {
+        messages.note(found.name, "is an ion plan, which is not supported");
+    }
     const auto* sopClass = std::find_if(std::begin(kClasses), std::end(kClasses),
                                         [&](const SopClass& known) { return known.uid == uid; });
-    if (sopClass == std::end(kClasses)) {
+    return sopClass == std::end(kClasses) ? nullptr : sopClass;
+}
+
+/// Nothing where the file holds no object of a kind that is evaluated.
+std::optional<FoundObject> identify(const FoundFile& found, Messages& messages) {
+    const std::optional<DicomFile> file = openObject(found);
+    const SopClass* sopClass = file ? classOf(found, *file, messages) : nullptr;
+    if (sopClass == nullptr) {
         return std::nullopt;
+    }
+    if (!file->hasKnownCharacters()) {
+        messages.note(found.name,
+                      "has texts in a character set that is not supported; its names "
+                      "may be wrong");
     }
     FoundObject object;
     object.path = found.path;
     object.file = found.name;
     object.kind = sopClass->kind;
     object.modality = sopClass->modality;
-    readLinks(file.attributes(), object);
+    readLinks(file->attributes(), object);
     return object;
-}
-
-/// As `identify`. What only begins as a data set might and cannot be read is no object.
-std::optional<FoundObject> identifyOrSkip(const FoundFile& found) {
-    try {
-        return identify(found);
-    } catch (const Unusable&) {
-        if (found.isMarked) {
-            throw;
-        }
-        return std::nullopt;
-    }
 }
 
 }  // namespace
@@ -148,7 +180,7 @@ FoundObjects findObjects(const std::filesystem::path& folder, Messages& messages
         progress.ReportProgress(static_cast<double>(i) /
                                 static_cast<double>(contents.files.size()));
         reportUnusable(file.name, messages, [&] {
-            if (std::optional<FoundObject> object = identifyOrSkip(file)) {
+            if (std::optional<FoundObject> object = identify(file, messages)) {
                 found.objects.push_back(std::move(*object));
             } else {
                 ++found.skippedFiles;

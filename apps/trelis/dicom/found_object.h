@@ -39,6 +39,9 @@ struct FoundObject {
     double height = std::numeric_limits<double>::quiet_NaN();
     /// Of a structure set.
     std::size_t contours = 0;
+    /// Of a dose: "PLAN", "BEAM" ..., and each beam that it names, as plan and number.
+    std::string summationType;
+    std::vector<std::string> beams;
 
     const std::string& frame() const {
         static const std::string kNone;

@@ -7,6 +7,7 @@
 #include <apps/trelis/dicom/dicom_file.h>
 #include <apps/trelis/dicom/image_plane.h>
 #include <apps/trelis/dicom/image_reader.h>
+#include <apps/trelis/dicom/most_frequent.h>
 #include <apps/trelis/dicom/pixel_data.h>
 #include <apps/trelis/dicom/unusable.h>
 
@@ -106,7 +107,7 @@ bool rescalesDiffer(const ImageSeries& series) {
 
 /// Makes the rescaling of the slice its way to the scale that the slices of a volume share, which
 /// has a whole number for the offset.
-void rescaleToSharedScale(ImageSlice& slice) {
+void moveRescaleToPixels(ImageSlice& slice) {
     constexpr double kTolerance = 1e-6;
     if (std::isnan(slice.rescaleSlope) || std::isnan(slice.rescaleIntercept)) {
         throw Unusable("has no rescale slope and intercept unlike others of its series");
@@ -118,8 +119,19 @@ void rescaleToSharedScale(ImageSlice& slice) {
     }
     slice.pixelSlope = slice.rescaleSlope;
     slice.pixelOffset += static_cast<int>(std::lround(offset));
-    slice.rescaleSlope = 1.0;
     slice.rescaleIntercept = 0.0;
+}
+
+/// Slopes on the shared scale are compared absolutely, so that the largest is 1 there.
+void setLargestPixelSlopeToOne(ImageSeries& series) {
+    double largest = 0.0;
+    for (const auto& slice : series.slices) {
+        largest = std::max(largest, slice->pixelSlope);
+    }
+    for (const auto& slice : series.slices) {
+        slice->pixelSlope /= largest;
+        slice->rescaleSlope = largest;
+    }
 }
 
 /// PET is scaled slice by slice, MR in some series too. CT has one rescaling, which the volume
@@ -129,8 +141,9 @@ void shareScale(ImageSeries& series, Messages& messages) {
         return;
     }
     std::erase_if(series.slices, [&](const std::unique_ptr<ImageSlice>& slice) {
-        return !reportUnusable(slice->file, messages, [&] { rescaleToSharedScale(*slice); });
+        return !reportUnusable(slice->file, messages, [&] { moveRescaleToPixels(*slice); });
     });
+    setLargestPixelSlopeToOne(series);
 }
 
 }  // namespace
@@ -138,17 +151,19 @@ void shareScale(ImageSeries& series, Messages& messages) {
 std::unique_ptr<ImageSeries> readImageSeries(const std::vector<const FoundObject*>& images,
                                              Messages& messages, FProgressReportingBody& progress) {
     const FoundObject& first = *images.front();
+    const std::string studyUid =
+        mostFrequent(images, [](const FoundObject& image) { return image.studyUid; });
     auto series = std::make_unique<ImageSeries>();
     series->seriesUid = first.seriesUid;
-    series->frameUid = first.frame();
+    series->frameUid = mostFrequentFrame(images);
     series->modality = first.modality;
     series->description = first.seriesDescription;
     series->patientPosition = first.patientPosition;
-    series->key.studyUid = wide(first.studyUid);
+    series->key.studyUid = wide(studyUid);
     for (std::size_t i = 0; i < images.size(); ++i) {
         progress.ReportProgress(static_cast<double>(i) / static_cast<double>(images.size()));
         reportUnusable(images[i]->file, messages, [&] {
-            if (images[i]->studyUid != first.studyUid) {
+            if (images[i]->studyUid != studyUid) {
                 throw Unusable("belongs to another study than the rest of its series");
             }
             series->slices.push_back(readSlice(*images[i], *series));

@@ -11,7 +11,7 @@ namespace {
 static_assert(std::endian::native == std::endian::little, "pixels are read as little-endian bytes");
 
 constexpr int kBitsPerByte = 8;
-constexpr std::uint64_t kLargestDecoded = std::uint64_t{1} << 30;  // bytes
+constexpr std::uint64_t kLargestDecoded = std::uint64_t{1} << 29;  // bytes
 
 std::uint64_t bytesOf(const PixelFormat& format, std::uint64_t count) {
     return count * static_cast<std::uint64_t>(format.bitsAllocated / kBitsPerByte);
@@ -58,27 +58,33 @@ const unsigned char* pixelBytes(const DicomFile& file) {
     return bytes;
 }
 
-/// Moves the stored bits of `Bytes` bytes each down and signed values up.
+/// Moves the stored bits of `Bytes` bytes each down and signed values up. Returns which other bits
+/// any of the values has.
 template <int Bytes, typename Value>
-void unpack(const unsigned char* bytes, const PixelFormat& format, std::uint64_t count,
-            Value* pixels) {
+std::uint32_t unpack(const unsigned char* bytes, const PixelFormat& format, std::uint64_t count,
+                     Value* pixels) {
     const int shift = format.highBit + 1 - format.bitsStored;
     const auto mask = static_cast<std::uint32_t>((std::uint64_t{1} << format.bitsStored) - 1);
     const std::uint32_t sign = format.isSigned ? std::uint32_t{1} << (format.bitsStored - 1) : 0;
     const std::uint32_t middle = std::uint32_t{1} << (sizeof(Value) * kBitsPerByte - 1);
     const std::uint32_t raise = format.isSigned ? middle - sign : 0;
+    std::uint32_t all = 0;
     for (std::uint64_t i = 0; i < count; ++i) {
         std::uint32_t raw = 0;
         for (int byte = 0; byte < Bytes; ++byte) {
             raw |= static_cast<std::uint32_t>(bytes[i * Bytes + static_cast<std::uint64_t>(byte)])
                    << (byte * kBitsPerByte);
         }
+        all |= raw;
         pixels[i] = static_cast<Value>((((raw >> shift) & mask) ^ sign) + raise);
     }
+    return all & ~(mask << shift);
 }
 
+/// As `unpack`.
 template <typename Value>
-void readInto(DicomFile& file, const PixelFormat& format, std::uint64_t count, Value* pixels) {
+std::uint32_t readInto(DicomFile& file, const PixelFormat& format, std::uint64_t count,
+                       Value* pixels) {
     requirePixels(file, format, count);
     if (isCompressed(file)) {
         decode(file);
@@ -124,6 +130,10 @@ PixelFormat::PixelFormat(const AttributeReader& attributes)
 }
 
 void requirePixels(const DicomFile& file, const PixelFormat& format, std::uint64_t count) {
+    const DcmXfer syntax(file.dataset()->getCurrentXfer());
+    if (syntax.getByteOrder() == EBO_BigEndian && format.bitsAllocated > 16) {
+        throw Unusable("has pixels of 32 bits in big-endian order, which is not supported");
+    }
     const std::uint64_t declared = bytesOf(format, count);
     if (!isCompressed(file)) {
         requireLength(declared, pixelElement(file).getLength());
@@ -140,7 +150,9 @@ void readPixels(DicomFile& file, const PixelFormat& format, std::uint64_t count,
 
 void readPixels(DicomFile& file, const PixelFormat& format, std::uint64_t count,
                 std::uint32_t* pixels) {
-    readInto(file, format, count, pixels);
+    if (readInto(file, format, count, pixels) != 0) {
+        throw Unusable("has values beyond its stored bits");
+    }
 }
 
 }  // namespace app

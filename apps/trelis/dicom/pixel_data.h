@@ -19,9 +19,9 @@ struct PixelFormat {
     bool isSigned;
 };
 
-/// Reads `count` pixels of a file that was read whole, decoding compressed ones. Only the stored
-/// bits of each count; signed values are raised by 2^(bits of `Value` - 1). `Unusable` where the
-/// file does not hold exactly as many.
+/// Reads `count` pixels of a file that was read whole, decoding compressed ones. Signed
+/// values are raised by 2^(bits of a value - 1). `Unusable` where the file does not hold exactly as
+/// many. Of values of 16 bits only the stored bits count, such of 32 bits must have no others.
 void readPixels(DicomFile& file, const PixelFormat& format, std::uint64_t count,
                 std::uint16_t* pixels);
 void readPixels(DicomFile& file, const PixelFormat& format, std::uint64_t count,

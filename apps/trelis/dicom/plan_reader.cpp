@@ -17,6 +17,7 @@ namespace {
 constexpr double kDefaultSourceAxisDistance = 1000.0;  // mm
 constexpr double kFarthestLeaf = 1e4;                  // mm
 constexpr double kFarthestSource = 1e5;                // mm
+constexpr double kLargestAngle = 360.0;                // degrees
 
 constexpr std::size_t kMostBeams = 4096;
 
@@ -50,6 +51,10 @@ void applyControlPoint(const AttributeReader& point, Shape& shape) {
     const std::array<DcmTagKey, 3> tags = angleTags();
     for (std::size_t i = 0; i < tags.size(); ++i) {
         shape.angles[i] = point.findNumber(tags[i]).value_or(shape.angles[i]);
+        if (std::abs(shape.angles[i]) > kLargestAngle) {
+            throw Unusable(fmt::format("has a {} of {} degrees, which cannot be",
+                                       nameInWords(tags[i]), shape.angles[i]));
+        }
     }
     for (const AttributeReader& device : point.items(DCM_BeamLimitingDevicePositionSequence)) {
         shape.positions[device.text(DCM_RTBeamLimitingDeviceType)] =

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <apps/trelis/dicom/dose_reader.h>
+#include <apps/trelis/dicom/double_doses.h>
 #include <apps/trelis/dicom/found_object.h>
 #include <apps/trelis/dicom/image_reader.h>
 #include <apps/trelis/dicom/plan_reader.h>
@@ -35,21 +36,33 @@ void readNames(const Selection& selection, Study& study) {
     }
 }
 
-/// A plan's own dose holds those of its beams and fractions.
-void warnOfDoubleDoses(const std::vector<DoseGrid>& doses, Messages& messages) {
-    for (const DoseGrid& whole : doses) {
-        if (whole.planUid.empty() || whole.summationType != "PLAN") {
-            continue;
-        }
-        for (const DoseGrid& part : doses) {
-            if (&part != &whole && part.planUid == whole.planUid) {
-                messages.warn(whole.file, fmt::format("is the dose of a whole plan, of which {} is "
-                                                      "there too: the sum may count doses twice",
-                                                      inQuotes(part.file)));
-                break;
-            }
-        }
+void requireUnits(const DoseGrid& dose, const DoseGrid& first) {
+    if (dose.units != first.units) {
+        throw Unusable(fmt::format("has doses in {}, unlike {} in {}", dose.units,
+                                   inQuotes(first.file), first.units));
     }
+}
+
+/// A single plane says nothing of the dose beside it: it adds up with others on its own grid only.
+void dropLonePlanes(std::vector<DoseGrid>& doses, Messages& messages) {
+    const auto hasPlanes = [](const DoseGrid& dose) { return dose.values.GetZSize() > 1; };
+    const auto volume = std::find_if(doses.begin(), doses.end(), hasPlanes);
+    if (doses.empty()) {
+        return;
+    }
+    const DoseGrid& reference = volume == doses.end() ? doses.front() : *volume;
+    const QVolumeSize size = reference.values;
+    const MMatrix transform = reference.transform;
+    std::erase_if(doses, [&](const DoseGrid& dose) {
+        const QVolumeSize& own = dose.values;
+        const bool fits = hasPlanes(dose) || (own == size && transform.EqualMatrix(dose.transform));
+        if (!fits) {
+            messages.fault(dose.file,
+                           "has a single plane, which cannot be added to doses of other "
+                           "grids, and is left out");
+        }
+        return !fits;
+    });
 }
 
 void readDoses(const std::vector<const FoundObject*>& objects, Study& study, Messages& messages,
@@ -58,15 +71,17 @@ void readDoses(const std::vector<const FoundObject*>& objects, Study& study, Mes
         progress.ReportProgress(static_cast<double>(i) / static_cast<double>(objects.size()));
         reportUnusable(objects[i]->file, messages, [&] {
             DoseGrid dose = readDose(*objects[i], messages);
-            if (!study.doses.empty() && dose.units != study.doses.front().units) {
-                throw Unusable(fmt::format("has doses in {}, unlike {} in {}", dose.units,
-                                           inQuotes(study.doses.front().file),
-                                           study.doses.front().units));
-            }
+            requireUnits(dose, study.doses.empty() ? dose : study.doses.front());
             study.doses.push_back(std::move(dose));
         });
     }
-    warnOfDoubleDoses(study.doses, messages);
+    dropLonePlanes(study.doses, messages);
+    std::vector<const FoundObject*> taken = objects;
+    std::erase_if(taken, [&](const FoundObject* object) {
+        return std::none_of(study.doses.begin(), study.doses.end(),
+                            [&](const DoseGrid& dose) { return dose.file == object->file; });
+    });
+    warnOfDoubleDoses(taken, messages);
 }
 
 void readRest(const Selection& selection, Study& study, Messages& messages,

@@ -1,8 +1,10 @@
+#include <algorithm>
 #include <map>
 #include <set>
 
 #include <fmt/format.h>
 
+#include <apps/trelis/dicom/contour_overlaps.h>
 #include <apps/trelis/dicom/dicom_file.h>
 #include <apps/trelis/dicom/structure_reader.h>
 #include <apps/trelis/dicom/unusable.h>
@@ -15,6 +17,9 @@ constexpr Colour kPalette[] = {{228, 26, 28},  {55, 126, 184}, {77, 175, 74},   
                                {188, 189, 34}, {127, 127, 127}};
 
 constexpr std::size_t kMostStructures = 4096;
+
+/// The kind of contours that are made to leave holes where they overlap.
+constexpr const char* kExclusive = "CLOSEDPLANAR_XOR";
 
 /// How many parts of a structure are left out, though it is used.
 struct Omissions {
@@ -56,7 +61,7 @@ void readContour(const AttributeReader& contour, Structure& structure, Omissions
         ++omissions.points;
         return;
     }
-    if (type != "CLOSED_PLANAR" && type != "CLOSEDPLANAR_XOR") {
+    if (type != "CLOSED_PLANAR" && type != kExclusive) {
         throw Unusable(fmt::format("is of the kind {}, not closed", inQuotes(type)));
     }
     std::vector<Vector> points = pointsOf(contour);
@@ -84,6 +89,9 @@ class Reader {
             readDrawings(attributes);
             for (const AttributeReader& roi : structureItems(attributes)) {
                 reportUnusable(object_.file, messages_, [&] { addStructure(roi, set.structures); });
+            }
+            if (crossings_.isCutShort()) {
+                messages_.note(object_.file, "has too many contours to look for crossings of all");
             }
         });
         return set;
@@ -190,6 +198,11 @@ class Reader {
             }
         }
         tellOmissions(structure, omissions);
+        if (std::none_of(contours.begin(), contours.end(), [](const AttributeReader& contour) {
+                return contour.text(DCM_ContourGeometricType) == kExclusive;
+            })) {
+            tellOverlaps(structure);
+        }
         return !structure.contours.empty();
     }
 
@@ -208,6 +221,20 @@ class Reader {
                            about(structure, fmt::format("has {} contours of fewer than 3 points, "
                                                         "which are left out",
                                                         omissions.tooShort)));
+        }
+    }
+
+    void tellOverlaps(Structure& structure) {
+        if (const std::size_t repeated = removeRepeatedContours(structure.contours); repeated > 0) {
+            messages_.warn(object_.file,
+                           about(structure, fmt::format("has contours that repeat others, which "
+                                                        "are left out: {}",
+                                                        repeated)));
+        }
+        if (crossings_.finds(structure.contours)) {
+            messages_.warn(object_.file, about(structure,
+                                               "has contours that cross each other; "
+                                               "what lies in both counts as a hole"));
         }
     }
 
@@ -231,6 +258,7 @@ class Reader {
     std::map<int, std::vector<AttributeReader>> drawings_;
     std::set<int> numbers_;
     std::set<std::string> names_;
+    CrossingSearch crossings_;
 };
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include <apps/trelis/dicom/most_frequent.h>
 #include <apps/trelis/dicom/study_linking.h>
 #include <apps/trelis/dicom/text.h>
 
@@ -133,9 +134,24 @@ class Linker {
         return chosen == nullptr ? std::string() : chosen->patientId;
     }
 
+    /// For objects that have no patient ID, only their names tell.
+    void warnOfOtherNames() {
+        const std::string name =
+            mostFrequent(candidates_, [](const FoundObject& object) { return object.patientName; });
+        for (const FoundObject* object : candidates_) {
+            if (!object->patientName.empty() && object->patientName != name) {
+                messages_.warn(object->file,
+                               fmt::format("is of {}, unlike others of {}, and has no "
+                                           "patient ID; it is used all the same",
+                                           inQuotes(object->patientName), inQuotes(name)));
+            }
+        }
+    }
+
     void dropOtherPatients() {
         const std::string patient = patientOfStudy();
         if (patient.empty()) {
+            warnOfOtherNames();
             return;
         }
         std::erase_if(candidates_, [&](const FoundObject* object) {
@@ -252,7 +268,7 @@ class Linker {
         const std::vector<std::string> frames = framesWithoutImages();
         return pick(all, "the largest series in the frame of reference of the study",
                     [&](const Objects& series) {
-                        return frames.empty() || contains(frames, series.front()->frame());
+                        return frames.empty() || contains(frames, mostFrequentFrame(series));
                     });
     }
 
@@ -300,8 +316,8 @@ class Linker {
 
     std::string sharedFrame() {
         const std::vector<std::string> others = framesWithoutImages();
-        if (!selection_.images.empty() && !selection_.images.front()->frame().empty()) {
-            return selection_.images.front()->frame();
+        if (std::string frame = mostFrequentFrame(selection_.images); !frame.empty()) {
+            return frame;
         }
         if (!selection_.images.empty() && !others.empty()) {
             messages_.warn(selection_.images.front()->file,

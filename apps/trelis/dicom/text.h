@@ -27,6 +27,8 @@ class TextDecoder {
   public:
     explicit TextDecoder(DcmItem& dataset);
 
+    bool isSupported() const { return characterSet_ != nullptr; }
+
     /// Clean text. What is not of the character sets is taken for UTF-8.
     std::string decode(std::string_view bytes) const;
 

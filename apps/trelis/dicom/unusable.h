@@ -15,6 +15,12 @@ class Unusable : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// What was read before the damage says that the file holds an object.
+class DamagedObject : public Unusable {
+  public:
+    using Unusable::Unusable;
+};
+
 /// Runs the action; what makes the object unusable becomes a fault about the file. Returns whether
 /// all went well.
 template <typename Action>

@@ -37,6 +37,9 @@ constexpr double kCoarsestStep = 2.0;
 
 constexpr double kSampleStep = 0.5;
 
+/// How far outside the outline jaws start at most.
+constexpr double kWidestMargin = 10.0;
+
 /// What a position may be beyond a limit without a word.
 constexpr double kSlack = 0.1;
 
@@ -177,13 +180,15 @@ double narrowestLeaf(const std::vector<double>& boundaries) {
 }
 
 /// Jaws around the outline; a pair that the plan lacks while it has the other stays undefined.
-Collimator firstJaws(const Beam& beam, const Extent& extent, double distance) {
-    Interval x = extent.along;
-    Interval y = extent.across;
+Collimator firstJaws(const Beam& beam, const Extent& extent, double narrowestLeaf) {
+    const double distance = std::min(narrowestLeaf, kWidestMargin);
+    Interval x = {std::clamp(extent.along.low - distance, -kReach, kReach),
+                  std::clamp(extent.along.high + distance, -kReach, kReach)};
+    Interval y = {extent.across.low - distance, extent.across.high + distance};
     if (beam.leavesAlongY) {
         std::swap(x, y);
     }
-    Collimator jaws = {x.low - distance, x.high + distance, y.low - distance, y.high + distance};
+    Collimator jaws = {x.low, x.high, y.low, y.high};
     const Collimator& planned = beam.plannedJaws;
     const bool hasX = std::isfinite(planned.X1) && std::isfinite(planned.X2);
     const bool hasY = std::isfinite(planned.Y1) && std::isfinite(planned.Y2);

@@ -16,9 +16,9 @@ namespace app {
 /// A leaf meets the outline in the middle of its width. Closed pairs meet 20 mm beside the
 /// aperture, at smaller coordinates, where a jaw covers the gap between them. The leaves are those
 /// of the plan, or without them 60 pairs over 400 mm: 40 of 5 mm between 10 of 10 mm on each side.
-/// Jaws start where they are planned, or else one leaf width outside the outline; jaws along the
-/// leaves that reach into the aperture are opened, jaws across the leaves close to the ends of the
-/// bank.
+/// Jaws start the width of the narrowest leaf, at most 10 mm, outside the box around the outline,
+/// wherever they are planned; the plan tells only which pairs of them there are. Those along the
+/// leaves stay in reach and open to the aperture, those across close to the ends of the bank.
 std::vector<EvaluatedBeam> fitBeams(const std::vector<Beam>& beams,
                                     const EvaluatedStructure& target, Messages& messages,
                                     FProgressReportingBody& progress);

@@ -7,8 +7,9 @@
 
 #include <fmt/format.h>
 
-#include <trelis/dose/dose_coverage.h>
 #include <trelis/dose/dose_summation.h>
+
+#include <apps/trelis/evaluation/dose_reach.h>
 
 namespace app {
 
@@ -23,9 +24,6 @@ constexpr double kMostVoxels = 134217728.0;
 
 /// In voxels: what is closer is on the grid.
 constexpr double kOnGrid = 1e-6;
-
-/// What lies inside a dose to this fraction is covered.
-constexpr double kCovered = 0.9995;
 
 FVoxelSpaceGeometry geometryOf(const DoseGrid& dose) { return placed(dose.values, dose.transform); }
 
@@ -140,35 +138,6 @@ double largestSum(const std::vector<DoseGrid>& doses, const std::vector<double>&
     return largest;
 }
 
-bool liesInside(const EvaluatedStructure& structure, const FVoxelSpaceGeometry& grid) {
-    int low[3];
-    int high[3];
-    structure.segment.GetBoundingBoxForIteration(low[0], low[1], low[2], high[0], high[1], high[2]);
-    const Vector last = lastVoxel(grid);
-    for (int i = 0; i < 8; ++i) {
-        const Vector p = grid.RealToVoxel(structure.geometry.VoxelToReal(
-            corner(i, Vector(low[0] - 0.5, low[1] - 0.5, low[2] - 0.5),
-                   Vector(high[0] + 0.5, high[1] + 0.5, high[2] + 0.5))));
-        for (int axis = 0; axis < 3; ++axis) {
-            if (!(along(p, axis) >= 0.0 && along(p, axis) <= along(last, axis))) {
-                return false;
-            }
-        }
-    }
-    return true;
-}
-
-/// The part of a structure that lies in a dose.
-double coverage(const EvaluatedStructure& structure, const DoseGrid& dose,
-                FProgressReportingBody& progress) {
-    double weight = 0.0;
-    double covered = 0.0;
-    int count = 0;
-    trelis::CalculateDoseCoverageForStructure(dose.values, geometryOf(dose), structure.segment,
-                                              structure.geometry, weight, covered, count, progress);
-    return weight > 0.0 ? covered / weight : 1.0;
-}
-
 }  // namespace
 
 void sumDoses(const std::vector<DoseGrid>& doses, const std::vector<double>& weights, DoseSum& sum,
@@ -198,16 +167,17 @@ void warnOfPartialDoses(const std::vector<DoseGrid>& doses,
         return;  // the histogram tells
     }
     for (const EvaluatedStructure& structure : structures) {
+        if (structure.segment.IsEmpty()) {
+            continue;
+        }
         for (const DoseGrid& dose : doses) {
-            if (structure.segment.IsEmpty() || liesInside(structure, geometryOf(dose))) {
-                continue;
-            }
-            const double covered = coverage(structure, dose, progress);
-            if (covered < kCovered) {
+            const double outside =
+                1.0 - partBetweenDosePoints(structure, dose.values, dose.transform, progress);
+            if (outside > kNegligiblePart) {
                 messages.warn(structure.name,
                               fmt::format("{:.1f} % of it lie outside the dose {}, which adds "
                                           "nothing there",
-                                          100.0 * (1.0 - covered), dose.file));
+                                          100.0 * outside, dose.file));
             }
         }
     }

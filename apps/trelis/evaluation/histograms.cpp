@@ -8,6 +8,8 @@
 #include <trelis/dose/dose_volume_histogram.h>
 #include <trelis/dose/fine_dose_volume_histogram.h>
 
+#include <apps/trelis/evaluation/dose_reach.h>
+
 namespace app {
 
 namespace {
@@ -35,13 +37,22 @@ bool hasVolume(const trelis::DvhData& dvh) {
     return std::any_of(dvh.bins.begin(), dvh.bins.end(), [](double bin) { return bin > 0.0; });
 }
 
-void reportDoubts(const EvaluatedStructure& structure, Messages& messages) {
+/// `known` is the part of the structure between the dose points. A histogram is of what lies in
+/// voxels of the dose and up to a voxel beyond the last ones.
+void reportDoubts(const EvaluatedStructure& structure, double known, Messages& messages) {
     const trelis::DvhData& dvh = structure.dvh;
     if (!dvh.HasValidDoseCoverage()) {
         messages.warn(structure.name,
                       fmt::format("only {:.1f} % of it lie inside the dose grid; the histogram is "
                                   "of that part",
                                   100.0 * dvh.doseCoverage));
+    }
+    const double beyond = dvh.doseCoverage - known;
+    if (beyond > kNegligiblePart) {
+        messages.warn(structure.name,
+                      fmt::format("{:.1f} % of it lie just beyond the outermost dose points, where "
+                                  "the dose is not known; the histogram is scaled up from the rest",
+                                  100.0 * beyond));
     }
     if (!dvh.HasValidSamplingCoverage()) {
         messages.warn(structure.name,
@@ -75,9 +86,12 @@ void computeHistograms(const DoseSum& dose, std::optional<double> fineStep,
         }
         const auto done = static_cast<double>(i);
         computeHistogram(dose, fineStep, structure,
-                         progress.SubRange(done / count, (done + 1.0) / count));
+                         progress.SubRange(done / count, (done + 0.9) / count));
+        const double known =
+            partBetweenDosePoints(structure, dose.values, dose.transform,
+                                  progress.SubRange((done + 0.9) / count, (done + 1.0) / count));
         if (hasVolume(structure.dvh)) {
-            reportDoubts(structure, messages);
+            reportDoubts(structure, known, messages);
         } else {
             structure.dvh.Clear();
             messages.warn(structure.name, "it lies outside the dose grid and has no histogram");

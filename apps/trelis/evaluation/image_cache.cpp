@@ -1,13 +1,16 @@
 #include <apps/trelis/evaluation/image_cache.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <system_error>
 #include <type_traits>
 
 #include <fmt/format.h>
 
 #include <trelis/volume_image/md5.h>
+#include <trelis/volume_image/pixel_conversion.h>
 #include <trelis/volume_image/volume_image_cache.h>
 
 namespace app {
@@ -91,17 +94,46 @@ std::wstring idOf(std::string_view uid) {
     return id.empty() ? L"unnamed" : id;
 }
 
-std::string toUtf8(const std::wstring& text) { return std::filesystem::path(text).string(); }
+// Between wide texts and UTF-8 by way of UTF-32, for which no locale matters.
+
+std::wstring wide(const std::filesystem::path& path) {
+    const std::u32string text = path.u32string();
+    return {text.begin(), text.end()};
+}
+
+bool isCharacter(char32_t c) {
+    return c >= U' ' && c <= char32_t{0x10FFFF} && (c < char32_t{0xD800} || c > char32_t{0xDFFF});
+}
+
+/// Of texts that may be those of a damaged file.
+std::string toUtf8(const std::wstring& text) {
+    std::u32string characters(text.begin(), text.end());
+    std::replace_if(characters.begin(), characters.end(), std::not_fn(isCharacter), U'?');
+    return std::filesystem::path(characters).string();
+}
 
 /// An empty text when the folder can be used.
 std::string initialize(const std::filesystem::path& folder) {
     try {
         std::filesystem::create_directories(folder);
-        const int code = VolumeImageCache::Initialize(folder.wstring());
+        const int code = VolumeImageCache::Initialize(wide(folder));
         return code == 0 ? "" : std::system_category().message(code);
     } catch (const std::filesystem::filesystem_error& error) {
         return error.code().message();
     }
+}
+
+/// Whether the scales are those of a volume that is built; the checksum of a file leaves them out.
+bool hasScalesOf(const VolumeImageSpec& spec, const ImageVolume& volume) {
+    double pixelSlope = 0.0;
+    int pixelOffset = 0;
+    double rescaleSlope = 0.0;
+    double rescaleIntercept = 0.0;
+    trelis::VolumeImage::CalculatePixelOutputConversionFactors(
+        {spec.slices.begin(), spec.slices.end()}, pixelSlope, pixelOffset, rescaleSlope,
+        rescaleIntercept);
+    return volume.pixelSlope == pixelSlope && volume.pixelOffset == pixelOffset &&
+           volume.rescaleSlope == rescaleSlope && volume.rescaleIntercept == rescaleIntercept;
 }
 
 }  // namespace
@@ -129,12 +161,15 @@ ImageCache::Key ImageCache::keyOf(const ImageSeries& series, const VolumeImageSp
     return {digest.text(), idOf(series.seriesUid)};
 }
 
-bool ImageCache::restore(const Key& key, ImageVolume& volume) {
+bool ImageCache::restore(const Key& key, const VolumeImageSpec& spec, ImageVolume& volume) {
     std::wstring fault;
     if (VolumeImageCache::Restore(key.image, key.series, volume.pixels, volume.pixelSlope,
                                   volume.pixelOffset, volume.rescaleSlope, volume.rescaleIntercept,
                                   fault)) {
-        return true;
+        if (hasScalesOf(spec, volume)) {
+            return true;
+        }
+        fault = L"the scale of a stored volume is not that of its slices";
     }
     if (!fault.empty()) {
         messages_.warn(kSubject, fmt::format("{}; the volume is built anew", toUtf8(fault)));

@@ -30,8 +30,10 @@ class ImageCache {
 
     bool isUsed() const { return isUsed_; }
 
-    /// Reads pixels and scales of a volume that has its size already. A damaged file is removed.
-    bool restore(const Key& key, ImageVolume& volume);
+    /// Reads pixels and scales of a volume that has its size already; the scales must be those that
+    /// the specification gives. A damaged file is removed.
+    bool restore(const Key& key, const trelis::VolumeImage::VolumeImageSpec& spec,
+                 ImageVolume& volume);
 
     void store(const Key& key, const ImageVolume& volume);
 

@@ -68,7 +68,7 @@ bool restoreOrFill(const ImageSeries& series, const Definition& definition, Imag
     if (cache.isUsed()) {
         key = ImageCache::keyOf(series, definition.spec);
         progress.ReportProgress(0.2);
-        volume.restoredFromCache = cache.restore(key, volume);
+        volume.restoredFromCache = cache.restore(key, definition.spec, volume);
         if (volume.restoredFromCache) {
             return true;
         }

@@ -14,8 +14,6 @@ namespace {
 
 using Contours = std::vector<std::vector<Vector>>;
 
-constexpr std::size_t kFewestPoints = 3;
-
 /// All lengths are millimetres. How far points may lie beside their plane, a little less than for
 /// the conversion.
 constexpr double kFlatness = 0.0999;
@@ -32,7 +30,7 @@ constexpr double kFinestPlanes = 0.5;
 /// Small contours get so many voxels across, if these are not smaller than that. The measure of
 /// volumes is then right to half a per cent wherever the voxels lie.
 constexpr double kVoxelsAcross = 64.0;
-constexpr double kSmallestVoxel = 0.2;
+constexpr double kSmallestVoxel = 0.05;
 
 /// Pixels and planes of the image are not followed more finely than this.
 constexpr double kSmallestPixel = 0.05;
@@ -168,6 +166,8 @@ struct PlaneLattice {
     int count;
     /// The usual distance of the contours.
     double contourSpacing;
+    /// Whether each contour plane is one of these.
+    bool followsContours;
 };
 
 std::vector<double> distancesOf(const std::vector<double>& planes) {
@@ -177,6 +177,14 @@ std::vector<double> distancesOf(const std::vector<double>& planes) {
     }
     std::sort(distances.begin(), distances.end());
     return distances;
+}
+
+/// The median distance; without the distances that are not followed, unless the others are few:
+/// they are those between parts whose planes are shifted a little.
+double usualOf(const std::vector<double>& sorted) {
+    const auto followed = std::lower_bound(sorted.begin(), sorted.end(), kFinestPlanes);
+    const bool areFew = 4 * (sorted.end() - followed) < std::ssize(sorted);
+    return medianOf({areFew ? sorted.begin() : followed, sorted.end()});
 }
 
 int rounded(double value) { return static_cast<int>(std::lround(value)); }
@@ -208,28 +216,29 @@ std::optional<PlaneLattice> fitLattice(const std::vector<double>& planes, double
             return std::nullopt;
         }
     }
-    const double usual = medianOf(distancesOf(planes));
+    const double usual = usualOf(distancesOf(planes));
     return PlaneLattice{first, spacing, rounded(numbers.back()) + 1,
-                        spacing * std::round(usual / spacing)};
+                        spacing * std::round(usual / spacing), true};
 }
 
 PlaneLattice latticeOf(const std::vector<double>& planes, double singleSpacing) {
     if (planes.size() == 1) {
-        return {planes.front(), singleSpacing, 1, singleSpacing};
+        return {planes.front(), singleSpacing, 1, singleSpacing, true};
     }
     const std::vector<double> distances = distancesOf(planes);
     const double smallest = distances.front();
-    if (smallest >= std::min(kFinestPlanes, medianOf(distances) / 2.0)) {
+    const double usual = usualOf(distances);
+    if (smallest >= std::min(kFinestPlanes, usual / 2.0)) {
         if (const auto lattice = fitLattice(planes, smallest)) {
             return *lattice;
         }
     }
     // Planes from one end to the other, half a usual distance beyond the outermost contours.
-    const double usual = medianOf(distances);
     const double length = planes.back() - planes.front() + usual;
     const double count = std::ceil(length / std::max(smallest, kFinestPlanes));
     const double spacing = length / count;
-    return {planes.front() - (usual - spacing) / 2.0, spacing, static_cast<int>(count), usual};
+    return {planes.front() - (usual - spacing) / 2.0, spacing, static_cast<int>(count), usual,
+            false};
 }
 
 /// Planes between those of the lattice, so that these are no farther apart than `distance`; an odd
@@ -238,7 +247,7 @@ PlaneLattice refined(const PlaneLattice& lattice, double distance) {
     const int half = static_cast<int>(std::ceil((lattice.spacing / distance - 1.0) / 2.0 - 1e-6));
     const int parts = 2 * std::max(half, 0) + 1;
     return {lattice.first, lattice.spacing / parts, (lattice.count - 1) * parts + 1,
-            lattice.contourSpacing};
+            lattice.contourSpacing, lattice.followsContours};
 }
 
 /// Voxels along an axis of the grid: those that divide an interval, and empty ones on both sides.
@@ -359,6 +368,7 @@ StructureGrid makeGrid(const Structure& structure, const GridFrame& frame, const
                           grid.y.size, grid.z.size},
                          contourLattice.contourSpacing,
                          static_cast<int>(box.planes.size()),
+                         contourLattice.followsContours,
                          {},
                          0.0};
     for (const double place : missingPlaces(box.planes, result.contourSpacing, result.widestGap)) {

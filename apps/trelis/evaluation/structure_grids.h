@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <vector>
 
@@ -10,6 +11,9 @@
 #include <apps/trelis/study/study.h>
 
 namespace app {
+
+/// Contours of fewer points enclose nothing and are ignored.
+constexpr std::size_t kFewestPoints = 3;
 
 /// What the grids of structures go by: axes, and the size of pixels and the distance of planes in
 /// millimetres; those of the image, or without one the patient axes with 1 mm.
@@ -34,6 +38,8 @@ struct StructureGrid {
     /// The distance of neighbouring contour planes.
     double contourSpacing;
     int contourPlanes;
+    /// Whether each contour plane is a plane of the grid.
+    bool followsContours;
     /// The planes of the grid where contours are missing between others that are close enough to be
     /// joined.
     std::vector<int> missingPlanes;

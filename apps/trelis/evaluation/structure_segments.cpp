@@ -1,14 +1,15 @@
 #include <apps/trelis/evaluation/structure_segments.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <stdexcept>
+#include <string>
 
 #include <fmt/format.h>
 
 #include <trelis/contour/contour_stack.h>
-#include <trelis/segment_algorithms/plane_utilities.h>
 #include <trelis/segment_algorithms/sub_voxel_measures.h>
+
+#include <apps/trelis/evaluation/interpolated_planes.h>
 
 namespace app {
 
@@ -16,8 +17,14 @@ namespace {
 
 constexpr double kMm3PerCm3 = 1000.0;
 
-/// Contour planes this many times as far apart as those of the image are worth a word.
+/// Contour planes this many times as far apart as those of the image are worth a word, or a
+/// warning.
 constexpr double kSparse = 1.5;
+constexpr double kVerySparse = 4.0;
+
+/// Of what has contours in fewer planes, or is smaller, the volume is uncertain; cm3.
+constexpr int kFewestPlanes = 3;
+constexpr double kSmallVolume = 0.1;
 
 EvaluatedStructure emptyStructure(const Structure& structure, const FVoxelSpaceGeometry& grid) {
     return {.name = structure.name,
@@ -30,27 +37,48 @@ EvaluatedStructure emptyStructure(const Structure& structure, const FVoxelSpaceG
             .dvh = {}};
 }
 
-void reportPlanes(const StructureGrid& grid, const GridFrame& frame, const EvaluatedStructure& made,
-                  Messages& messages) {
+void reportSpacing(const StructureGrid& grid, const GridFrame& frame,
+                   const EvaluatedStructure& made, Messages& messages) {
     if (grid.contourPlanes == 1) {
         messages.warn(made.name, fmt::format("it has contours in one plane only, which is taken to "
                                              "be {:.4g} mm thick",
                                              grid.contourSpacing));
-    } else if (grid.contourSpacing > kSparse * frame.planeSpacing) {
-        messages.note(made.name,
-                      fmt::format("its contours are {:.4g} mm apart, and each stands for a slab of "
-                                  "that thickness",
-                                  grid.contourSpacing));
+        return;
     }
+    const std::string text = fmt::format(
+        "its contours are {:.4g} mm apart, and each stands for a slab of that thickness",
+        grid.contourSpacing);
+    if (grid.contourSpacing > kVerySparse * frame.planeSpacing) {
+        messages.warn(made.name, text);
+    } else if (grid.contourSpacing > kSparse * frame.planeSpacing) {
+        messages.note(made.name, text);
+    }
+}
+
+void reportGaps(const StructureGrid& grid, const EvaluatedStructure& made, Messages& messages) {
     if (made.interpolatedPlanes > 0) {
-        messages.warn(made.name,
-                      fmt::format("planes without contours between others were interpolated: {}",
-                                  made.interpolatedPlanes));
+        messages.warn(made.name, fmt::format("planes where contours are missing between others "
+                                             "were interpolated: {}",
+                                             made.interpolatedPlanes));
     }
     if (grid.widestGap > 0.0) {
         messages.warn(made.name, fmt::format("a gap of {:.4g} mm between its contours is too wide "
                                              "to be filled; the pieces stay separate",
                                              grid.widestGap));
+    }
+}
+
+void reportSize(const StructureGrid& grid, const EvaluatedStructure& made, Messages& messages) {
+    if (made.segment.IsEmpty()) {
+        messages.warn(made.name, "it is empty: its contours enclose nothing");
+    } else if (made.volume < kSmallVolume) {
+        messages.warn(made.name, fmt::format("its volume is uncertain, since it is smaller than "
+                                             "{} cm3",
+                                             kSmallVolume));
+    } else if (grid.contourPlanes > 1 && grid.contourPlanes < kFewestPlanes) {
+        messages.warn(made.name, fmt::format("its volume is uncertain, since it has contours in "
+                                             "{} planes only",
+                                             grid.contourPlanes));
     }
 }
 
@@ -64,13 +92,10 @@ EvaluatedStructure makeSegment(const Structure& structure, const GridFrame& fram
     NSegmentAlgorithms::ConvertContourStack(structure.contours, grid.geometry, options,
                                             made.segment, progress.SubRange(0.0, 0.8));
     made.volume = measureVolume(made.segment, progress);
-    made.interpolatedPlanes = static_cast<int>(
-        std::count_if(grid.missingPlanes.begin(), grid.missingPlanes.end(),
-                      [&](int z) { return !NSegmentAlgorithms::IsPlaneEmpty(made.segment, z); }));
-    reportPlanes(grid, frame, made, messages);
-    if (made.segment.IsEmpty()) {
-        messages.warn(made.name, "it is empty: its contours enclose nothing");
-    }
+    made.interpolatedPlanes = countInterpolatedPlanes(structure, grid, made.segment);
+    reportSpacing(grid, frame, made, messages);
+    reportGaps(grid, made, messages);
+    reportSize(grid, made, messages);
     return made;
 }
 

@@ -8,6 +8,7 @@
 #include <apps/trelis/report/beams_eye_picture.h>
 #include <apps/trelis/report/colours.h>
 #include <apps/trelis/report/svg.h>
+#include <apps/trelis/report/wording.h>
 
 namespace app::report {
 namespace {
@@ -77,7 +78,7 @@ class BeamPicture {
             "aria-label=\"{}\" viewBox=\"{:.2f} {:.2f} {:.2f} {:.2f}\" "
             "style=\"--unit:{:.3f}px\">"
             "<clipPath id=\"{}\"><path d=\"{}\"/></clipPath><g clip-path=\"url(#{})\">",
-            beam_.beam.name, view_.left, -view_.high, size, size, size / 400.0, clip_,
+            shortened(beam_.beam.name), view_.left, -view_.high, size, size, size / 400.0, clip_,
             pathOf(view_), clip_);
         svg += markup("<path class=\"backdrop\" d=\"{}\"/>", pathOf(view_));
         svg += markup("<path class=\"eye-outline\" style=\"{}\" fill-rule=\"evenodd\" d=\"{}\"/>",
@@ -211,11 +212,11 @@ Markup beamFigure(const EvaluatedBeam& fitted, const Colour& targetColour, int n
     const trelis::BeamGeometry& geometry = beam.geometry;
     const BeamPicture picture(fitted, targetColour, number);
     return markup(
-        "<figure>{}<figcaption><strong>{} <bdi>{}</bdi></strong><br/>"
+        "<figure>{}<figcaption><strong>{} {}</strong><br/>"
         "Gantry {}, collimator {}, couch {}<br/>Jaws {}<br/>"
         "<span class=\"muted\">Isocentre ({:.1f}, {:.1f}, {:.1f}) mm, source at {:.0f} mm, {}"
         "</span></figcaption></figure>\n",
-        picture.draw(), beam.number, beam.name, degreesText(geometry.gantryAngle),
+        picture.draw(), beam.number, named(beam.name), degreesText(geometry.gantryAngle),
         degreesText(geometry.collimatorAngle), degreesText(geometry.couchAngle),
         jawText(fitted.jaws), geometry.isocentre.x, geometry.isocentre.y, geometry.isocentre.z,
         geometry.sourceAxisDistance, beam.patientPosition);

@@ -7,6 +7,7 @@
 #include <apps/trelis/report/colours.h>
 #include <apps/trelis/report/dvh_plot.h>
 #include <apps/trelis/report/printable.h>
+#include <apps/trelis/report/wording.h>
 
 namespace app::report {
 namespace {
@@ -155,7 +156,7 @@ class Plot {
             "<path class=\"curve{}\" style=\"{}\" stroke-dasharray=\"{}\" d=\"{}\">"
             "<title>{}</title></path>",
             structure.isTarget ? " target" : "", inkOf(structure.colour), dashesFor(structure, s),
-            path, structure.name);
+            path, shortened(structure.name));
     }
 
     const ReportData& data_;
@@ -173,8 +174,8 @@ Markup legend(const ReportData& data) {
         items += markup(
             "<li><svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 34 8\" "
             "aria-hidden=\"true\"><path class=\"curve\" style=\"{}\" stroke-dasharray=\"{}\" "
-            "d=\"M0 4H34\"/></svg><bdi>{}</bdi><output data-curve=\"{}\"></output></li>\n",
-            inkOf(structure.colour), dashesFor(structure, s), structure.name, s);
+            "d=\"M0 4H34\"/></svg>{}<output data-curve=\"{}\"></output></li>\n",
+            inkOf(structure.colour), dashesFor(structure, s), named(structure.name), s);
     }
     return items;
 }

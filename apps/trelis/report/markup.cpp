@@ -1,5 +1,6 @@
 #include <apps/trelis/report/markup.h>
 #include <apps/trelis/report/printable.h>
+#include <apps/trelis/report/wording.h>
 
 namespace app::report {
 
@@ -28,5 +29,7 @@ std::string escaped(std::string_view text) {
     }
     return result;
 }
+
+Markup named(std::string_view name) { return markup("<bdi>{}</bdi>", shortened(name)); }
 
 }  // namespace app::report

@@ -39,4 +39,7 @@ Markup markup(fmt::format_string<MarkupArgument<Arguments>...> format,
     return {fmt::format(format, markupArgument(arguments)...)};
 }
 
+/// A name out of the study, `shortened`, whose direction leaves the text around it alone.
+Markup named(std::string_view name);
+
 }  // namespace app::report

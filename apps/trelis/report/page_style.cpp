@@ -51,6 +51,9 @@ svg text { font: 15px system-ui, -apple-system, "Segoe UI", Roboto, Arial, sans-
 }
 .tiles span { display: block; font-size: 0.85rem; }
 .tiles strong { font-size: 1.5rem; color: var(--text); font-variant-numeric: tabular-nums; }
+.tiles small { display: block; color: var(--warning); font-weight: 600; }
+.tiles .doubtful { border-color: var(--warning); }
+.tiles .doubtful strong { color: var(--warning); }
 .tiles .has-faults strong { color: var(--fault); }
 .tiles .has-warnings strong { color: var(--warning); }
 .tiles .is-clean strong { color: var(--good); }
@@ -124,6 +127,7 @@ table { border-collapse: collapse; width: 100%; font-size: 0.85rem; }
 th, td { padding: 7px 7px; border-bottom: 1px solid var(--line); vertical-align: top; }
 tbody tr:last-child th, tbody tr:last-child td { border-bottom: 0; }
 .statistics { font-variant-numeric: tabular-nums; margin-bottom: 12px; }
+.statistics.levels { width: auto; }
 .statistics td, .statistics thead th { text-align: right; white-space: nowrap; }
 .statistics thead th { border-bottom: 2px solid var(--line); font-weight: 600; }
 .statistics small { display: block; font-weight: 400; font-size: 0.9em; }
@@ -187,8 +191,8 @@ a { color: var(--accent); }
   body { font-size: 10.5pt; }
   main { max-width: none; padding: 0; }
   section { border: 0; padding: 0; margin-top: 18pt; }
-  h2 { break-after: avoid; }
-  figure, tr, .messages, .tiles { break-inside: avoid; }
+  h2, h3 { break-after: avoid; }
+  figure, tr, .messages li, .tiles { break-inside: avoid; }
   .scroll { overflow: visible; }
   .statistics { font-size: 7pt; }
   .statistics th, .statistics td { padding: 3pt; }

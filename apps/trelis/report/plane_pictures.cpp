@@ -9,6 +9,7 @@
 #include <apps/trelis/report/plane_sampling.h>
 #include <apps/trelis/report/png_image.h>
 #include <apps/trelis/report/svg.h>
+#include <apps/trelis/report/wording.h>
 
 namespace app::report {
 namespace {
@@ -189,7 +190,7 @@ class PlanePicture {
                 lines += markup(
                     "<g class=\"outline{}\"><title>{}</title><path id=\"{}\" class=\"halo\" "
                     "d=\"{}\"/><use href=\"#{}\" stroke=\"{}\"/></g>",
-                    structure.isTarget ? " target" : "", structure.name, id,
+                    structure.isTarget ? " target" : "", shortened(structure.name), id,
                     pathOf(outlines, kDecimals, inPicture), id,
                     hex(legibleOnDark(structure.colour)));
             }

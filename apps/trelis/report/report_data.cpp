@@ -63,9 +63,16 @@ void describeUnit(const std::optional<DoseSum>& dose, ReportData& data) {
     }
 }
 
-void chooseLevels(const std::vector<double>& wanted, ReportData& data) {
-    data.levels = wanted;
-    if (wanted.empty() && data.maximumDose > 0.0) {
+/// At least four digits of the largest dose, two of them after the point.
+int decimalsFor(double largest) {
+    return std::max(2, 3 - static_cast<int>(std::floor(std::log10(largest))));
+}
+
+void chooseLevels(const std::vector<double>& wantedGy, ReportData& data) {
+    if (data.unitKey == "Gy") {
+        data.levels = wantedGy;
+    }
+    if (data.levels.empty() && data.maximumDose > 0.0) {
         data.levelFractions = {0.2, 0.5, 0.8};
         for (const double fraction : data.levelFractions) {
             data.levels.push_back(threeDigits(fraction * data.maximumDose));
@@ -84,7 +91,7 @@ double threeDigits(double dose) {
 ReportData reportData(const Study& study, const EvaluationOptions& options,
                       const Evaluation& evaluation, const Messages& messages) {
     ReportData data{study, evaluation,          messages, {}, {}, 2, 0.0, {},
-                    {},    RoundStep(0.001, 1), {},       {}};
+                    {},    RoundStep(0.001, 1), {},       {}, {}};
     describeUnit(evaluation.dose, data);
     if (evaluation.dose) {
         data.maximumDose = evaluation.dose->values.MinMax().maximum * evaluation.dose->scale;
@@ -94,12 +101,15 @@ ReportData reportData(const Study& study, const EvaluationOptions& options,
     }
     if (data.maximumDose > 0.0) {
         data.doseStep = RoundStep(data.maximumDose, kCurveSteps);
-        data.doseDecimals = data.maximumDose < 2.0 ? 4 : 2;
+        data.doseDecimals = decimalsFor(data.maximumDose);
     }
     chooseLevels(options.doseLevels, data);
     std::vector<std::string> names;
     for (const EvaluatedStructure& structure : evaluation.structures) {
         stopIfInterrupted();
+        if (structure.isTarget && !data.target) {
+            data.target = data.structures.size();
+        }
         data.structures.push_back(figuresOf(structure, data));
         names.push_back(structure.name);
     }

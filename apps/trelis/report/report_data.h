@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -56,8 +57,8 @@ struct ReportData {
 
     /// The largest dose of the grid; 0 without one.
     double maximumDose = 0.0;
-    /// The doses at which volumes are told: those asked for, else round ones near these fractions
-    /// of the largest dose.
+    /// The doses at which volumes are told: those asked for, which are in Gy, else round ones near
+    /// these fractions of the largest dose.
     std::vector<double> levels;
     std::vector<double> levelFractions;
     /// Between the points of all curves.
@@ -66,6 +67,8 @@ struct ReportData {
     std::vector<StructureFigures> structures;
     /// Names of their files.
     std::vector<std::string> labelMaps;
+    /// Which of them is the target.
+    std::optional<std::size_t> target;
 };
 
 /// Refers to its arguments. `QAbortPressed` after Ctrl-C.

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cstddef>
 #include <vector>
 
@@ -6,11 +5,13 @@
 #include <apps/trelis/report/colours.h>
 #include <apps/trelis/report/dvh_plot.h>
 #include <apps/trelis/report/markup.h>
+#include <apps/trelis/report/message_list.h>
 #include <apps/trelis/report/page_style.h>
 #include <apps/trelis/report/plane_pictures.h>
 #include <apps/trelis/report/report_page.h>
 #include <apps/trelis/report/statistics_table.h>
 #include <apps/trelis/report/study_sections.h>
+#include <apps/trelis/report/wording.h>
 
 namespace app::report {
 namespace {
@@ -28,9 +29,8 @@ Markup planes(const ReportData& data) {
     for (std::size_t s = 0; s < data.structures.size(); ++s) {
         const EvaluatedStructure& structure = data.evaluation.structures[s];
         if (data.structures[s].box) {
-            content += markup(
-                "<li><span class=\"swatch\" style=\"background:{}\"></span><bdi>{}</bdi></li>\n",
-                hex(structure.colour), structure.name);
+            content += markup("<li><span class=\"swatch\" style=\"background:{}\"></span>{}</li>\n",
+                              hex(structure.colour), named(structure.name));
         }
     }
     content += {"</ul>"};
@@ -50,11 +50,8 @@ Markup planes(const ReportData& data) {
 }
 
 Markup beams(const ReportData& data) {
-    const auto& structures = data.evaluation.structures;
-    const auto target = std::find_if(structures.begin(), structures.end(),
-                                     [](const auto& structure) { return structure.isTarget; });
     constexpr Colour kGrey = {128, 128, 128};
-    const Colour colour = target != structures.end() ? target->colour : kGrey;
+    const Colour colour = data.target ? data.evaluation.structures[*data.target].colour : kGrey;
     Markup figures;
     int number = 0;
     for (const EvaluatedBeam& beam : data.evaluation.beams) {
@@ -79,8 +76,8 @@ Markup files(const ReportData& data) {
         "<li><a href=\"dvh.csv\">dvh.csv</a> cumulative histograms</li>\n"
         "<li><a href=\"plan.json\">plan.json</a> every number at full precision</li>\n"};
     for (std::size_t s = 0; s < data.labelMaps.size(); ++s) {
-        links += markup("<li><a href=\"{}\">{}</a> label map of <bdi>{}</bdi></li>\n",
-                        data.labelMaps[s], data.labelMaps[s], data.evaluation.structures[s].name);
+        links += markup("<li><a href=\"{}\">{}</a> label map of {}</li>\n", data.labelMaps[s],
+                        data.labelMaps[s], named(data.evaluation.structures[s].name));
     }
     return markup("<ul class=\"files\">\n{}</ul>\n", links);
 }
@@ -89,14 +86,14 @@ Markup files(const ReportData& data) {
 
 std::string pageOf(const ReportData& data) {
     Markup body = headline(data);
-    const Markup messages = messageList(data.messages);
+    const Markup messages = messageList(data);
     if (!messages.text.empty()) {
         body += section("messages", "What to know first", messages);
     }
     body += section("read", "What was read", readTable(data));
     body += section("planes", "Planes through the target", planes(data));
     body += section("histograms", "Dose-volume histograms", dvhFigure(data));
-    body += section("statistics", "Statistics", statisticsTable(data));
+    body += section("statistics", "Statistics", statisticsTables(data));
     body += section("beams", "Beam's-eye views", beams(data));
     body += section("files", "Files beside this page", files(data));
     return markup(
@@ -106,7 +103,7 @@ std::string pageOf(const ReportData& data) {
                "<meta name=\"color-scheme\" content=\"light dark\"/>\n"
                "<title>Plan evaluation {}</title>\n<style>{}</style>\n</head>\n<body>\n<main>\n{}"
                "</main>\n<script>//<![CDATA[\n{}//]]></script>\n</body>\n</html>\n",
-               data.study.patientName, Markup{kPageStyle}, body, Markup{kPageScript})
+               shortened(data.study.patientName), Markup{kPageStyle}, body, Markup{kPageScript})
         .text;
 }
 

@@ -1,4 +1,9 @@
+#include <unistd.h>
+
+#include <algorithm>
 #include <cerrno>
+#include <charconv>
+#include <csignal>
 #include <fstream>
 #include <stdexcept>
 #include <system_error>
@@ -40,20 +45,48 @@ fs::path makeFolders(const fs::path& folder) {
     return missing;
 }
 
-/// A new folder with a name that no other run takes.
-fs::path makeStage(const fs::path& folder) {
-    constexpr int kMostAttempts = 1000;
-    for (int i = 0; i < kMostAttempts; ++i) {
-        fs::path stage = folder / fmt::format(".unfinished-{}", i);
-        std::error_code error;
-        if (fs::create_directory(stage, error)) {
-            return stage;
-        }
-        if (error) {
-            fail(folder, error);
+constexpr std::string_view kStagePrefix = ".unfinished-";
+
+/// The process whose stage has this name; 0 where it is none.
+pid_t ownerOf(const std::string& name) {
+    pid_t process = 0;
+    if (name.starts_with(kStagePrefix)) {
+        const char* end = name.data() + name.size();
+        const auto [rest, error] = std::from_chars(name.data() + kStagePrefix.size(), end, process);
+        if (error != std::errc() || rest != end || process < 0) {
+            return 0;
         }
     }
-    fail(folder, std::make_error_code(std::errc::file_exists));
+    return process;
+}
+
+bool isGone(pid_t process) { return kill(process, 0) != 0 && errno == ESRCH; }
+
+/// Removes the stages of runs that were killed, also of one that had the number of this process.
+void removeAbandonedStages(const fs::path& folder) {
+    std::error_code error;
+    std::vector<fs::path> abandoned;
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        const pid_t owner = ownerOf(entry->path().filename().string());
+        if (owner != 0 && (owner == getpid() || isGone(owner))) {
+            abandoned.push_back(entry->path());
+        }
+    }
+    for (const fs::path& stage : abandoned) {
+        fs::remove_all(stage, error);
+    }
+}
+
+/// A new folder whose name tells its process.
+fs::path makeStage(const fs::path& folder) {
+    removeAbandonedStages(folder);
+    fs::path stage = folder / fmt::format("{}{}", kStagePrefix, getpid());
+    std::error_code error;
+    if (!fs::create_directory(stage, error)) {
+        fail(stage, error ? error : std::make_error_code(std::errc::file_exists));
+    }
+    return stage;
 }
 
 }  // namespace
@@ -80,17 +113,21 @@ void StagedFolder::write(const std::string& name, std::string_view content) {
     names_.push_back(name);
 }
 
+void StagedFolder::remove(const std::string& name) { obsolete_.push_back(name); }
+
 std::vector<fs::path> StagedFolder::commit() {
     std::vector<std::string> done;
     try {
+        for (const std::string& name : obsolete_) {
+            putAside(name);
+            done.push_back(name);
+        }
         for (const std::string& name : names_) {
             exchange(name);
             done.push_back(name);
         }
     } catch (...) {
-        for (const std::string& name : done) {
-            restore(name);
-        }
+        std::for_each(done.rbegin(), done.rend(), [&](const std::string& name) { restore(name); });
         throw;
     }
     made_.clear();
@@ -101,7 +138,7 @@ std::vector<fs::path> StagedFolder::commit() {
     return paths;
 }
 
-void StagedFolder::exchange(const std::string& name) {
+void StagedFolder::putAside(const std::string& name) {
     std::error_code error;
     if (fs::is_directory(folder_ / name, error)) {
         fail(folder_ / name, std::make_error_code(std::errc::is_a_directory));
@@ -111,7 +148,11 @@ void StagedFolder::exchange(const std::string& name) {
     if (error && error != std::errc::no_such_file_or_directory) {
         fail(folder_ / name, error);
     }
-    error.clear();
+}
+
+void StagedFolder::exchange(const std::string& name) {
+    putAside(name);
+    std::error_code error;
     fs::rename(stage_ / name, folder_ / name, error);
     if (error) {
         restore(name);

@@ -8,8 +8,8 @@
 namespace app::report {
 
 /// Volume, coverage and dose statistics of every structure, and the edits of those that were
-/// edited.
-Markup statisticsTable(const ReportData& data);
+/// edited; levels that do not fit beside them follow in tables of their own.
+Markup statisticsTables(const ReportData& data);
 
 /// cm3 with the digits that such a volume deserves; a dash for NaN, as in the next.
 std::string volumeText(double volume);

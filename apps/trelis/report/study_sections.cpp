@@ -1,8 +1,11 @@
-#include <algorithm>
 #include <cstddef>
+#include <string>
 
+#include <apps/trelis/report/coverage.h>
+#include <apps/trelis/report/message_list.h>
 #include <apps/trelis/report/statistics_table.h>
 #include <apps/trelis/report/study_sections.h>
+#include <apps/trelis/report/wording.h>
 
 namespace app::report {
 namespace {
@@ -15,33 +18,31 @@ std::string orElse(const std::string& text, const char* otherwise) {
     return text.empty() ? otherwise : text;
 }
 
-std::size_t countOf(const Messages& messages, Severity severity) {
-    return static_cast<std::size_t>(
-        std::count_if(messages.all().begin(), messages.all().end(),
-                      [&](const Message& message) { return message.severity == severity; }));
+/// A dose of the target, which may be that of a part of it.
+Markup targetDose(std::string_view label, double dose, const trelis::DvhData& dvh,
+                  const ReportData& data) {
+    const std::string caveat = coverageCaveat(dvh);
+    if (caveat.empty()) {
+        return tile(label, doseText(dose, data), data.unit);
+    }
+    return markup(
+        "<li class=\"doubtful\"><span>{}</span><strong>{}</strong> {}<small>{}</small></li>\n",
+        label, doseText(dose, data), data.unit, caveat);
 }
 
 Markup targetTiles(const ReportData& data) {
-    const auto& structures = data.evaluation.structures;
-    const auto target = std::find_if(structures.begin(), structures.end(),
-                                     [](const auto& structure) { return structure.isTarget; });
-    if (target == structures.end()) {
+    if (!data.target) {
         return {};
     }
-    Markup tiles = markup("<li><span>Target <bdi>{}</bdi></span><strong>{}</strong> cm³</li>\n",
-                          target->name, volumeText(target->volume));
-    if (target->dvh.IsValid()) {
-        const DoseFigures& dose =
-            data.structures[static_cast<std::size_t>(target - structures.begin())].dose;
-        tiles += tile("Target D95", doseText(dose.d95, data), data.unit);
-        tiles += tile("Target mean", doseText(target->dvh.meanDose, data), data.unit);
+    const EvaluatedStructure& target = data.evaluation.structures[*data.target];
+    Markup tiles = markup("<li><span>Target {}</span><strong>{}</strong> cm³</li>\n",
+                          named(target.name), volumeText(target.volume));
+    if (target.dvh.IsValid()) {
+        const DoseFigures& dose = data.structures[*data.target].dose;
+        tiles += targetDose("Target D95", dose.d95, target.dvh, data);
+        tiles += targetDose("Target mean", target.dvh.meanDose, target.dvh, data);
     }
     return tiles;
-}
-
-/// The number with its noun, which has a regular plural.
-std::string counted(std::size_t count, std::string_view noun) {
-    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }
 
 /// A line of a table of two columns.
@@ -55,11 +56,11 @@ Markup imageFact(const ReportData& data) {
     }
     const ImageVolume& image = *data.evaluation.image;
     const FVoxelSpaceGeometry place = image.geometry();
-    Markup text =
-        markup("<bdi>{} {}</bdi><br/>{}, {} × {} × {} voxels of {:.3g} × {:.3g} × {:.3g} mm",
-               image.modality, data.study.image ? data.study.image->description : "",
-               counted(image.slices, "slice"), place.xsize(), place.ysize(), place.zsize(),
-               place.xres(), place.yres(), place.zres());
+    Markup text = markup(
+        "<bdi>{} {}</bdi><br/>{}, {} × {} × {} voxels of {:.3g} × {:.3g} × {:.3g} mm",
+        shortened(image.modality), shortened(data.study.image ? data.study.image->description : ""),
+        counted(image.slices, "slice"), place.xsize(), place.ysize(), place.zsize(), place.xres(),
+        place.yres(), place.zres());
     if (image.interpolatedPlanes != 0) {
         text += markup(", {} interpolated", counted(image.interpolatedPlanes, "plane"));
     }
@@ -82,36 +83,6 @@ Markup doseFact(const ReportData& data) {
     return fact("Dose", text);
 }
 
-Markup messageItem(const Message& message) {
-    return markup("<li><bdi class=\"subject\">{}</bdi> <bdi>{}</bdi></li>\n", message.subject,
-                  message.text);
-}
-
-Markup messagesOf(const Messages& messages, Severity severity, const char* kind,
-                  const char* title) {
-    constexpr std::size_t kUnfolded = 12;
-    const std::size_t count = countOf(messages, severity);
-    if (count == 0) {
-        return {};
-    }
-    Markup first;
-    Markup rest;
-    std::size_t seen = 0;
-    for (const Message& message : messages.all()) {
-        if (message.severity == severity) {
-            (seen++ < kUnfolded ? first : rest) += messageItem(message);
-        }
-    }
-    if (!rest.text.empty()) {
-        rest = markup("<details><summary>and {} more</summary><ul>\n{}</ul></details>\n",
-                      count - kUnfolded, rest);
-    }
-    return markup(
-        "<div class=\"messages {}\"><h3>{} <span class=\"count\">{}</span></h3>"
-        "<ul>\n{}</ul>{}</div>\n",
-        kind, title, count, first, rest);
-}
-
 }  // namespace
 
 Markup headline(const ReportData& data) {
@@ -128,36 +99,28 @@ Markup headline(const ReportData& data) {
                                     : "is-clean",
                     faults + warnings);
     return markup(
-        "<header><p class=\"kind\">Plan evaluation</p><h1><bdi>{}</bdi></h1>\n"
-        "<p class=\"muted\"><bdi>{}</bdi> · <bdi>{}</bdi>{}</p>\n<ul class=\"tiles\">\n{}</ul>"
+        "<header><p class=\"kind\">Plan evaluation</p><h1>{}</h1>\n"
+        "<p class=\"muted\">{} · {}{}</p>\n<ul class=\"tiles\">\n{}</ul>"
         "</header>\n",
-        orElse(study.patientName, "Unnamed patient"), orElse(study.patientId, "no patient ID"),
-        orElse(study.description, "no study description"),
-        study.plan && !study.plan->label.empty()
-            ? markup(" · plan <bdi>{}</bdi>", study.plan->label)
-            : Markup{},
+        named(orElse(study.patientName, "Unnamed patient")),
+        named(orElse(study.patientId, "no patient ID")),
+        named(orElse(study.description, "no study description")),
+        study.plan && !study.plan->label.empty() ? markup(" · plan {}", named(study.plan->label))
+                                                 : Markup{},
         tiles);
-}
-
-Markup messageList(const Messages& messages) {
-    Markup lists = messagesOf(messages, Severity::Fault, "faults", "Left out");
-    lists += messagesOf(messages, Severity::Warning, "warnings", "Warnings");
-    lists += messagesOf(messages, Severity::Note, "notes", "Notes");
-    return lists;
 }
 
 Markup readTable(const ReportData& data) {
     const Study& study = data.study;
     Markup facts = imageFact(data);
-    facts +=
-        fact("Structures", study.structuresFile.empty()
-                               ? Markup{"none"}
-                               : markup("<bdi>{}</bdi>, <bdi>{}</bdi>, {}", study.structuresFile,
-                                        orElse(study.structuresLabel, "no label"),
-                                        counted(study.structures.size(), "structure")));
+    facts += fact("Structures", study.structuresFile.empty()
+                                    ? Markup{"none"}
+                                    : markup("<bdi>{}</bdi>, {}, {}", study.structuresFile,
+                                             named(orElse(study.structuresLabel, "no label")),
+                                             counted(study.structures.size(), "structure")));
     facts += doseFact(data);
-    facts += fact("Plan", study.plan ? markup("<bdi>{}</bdi>, <bdi>{}</bdi>, {}", study.plan->file,
-                                              orElse(study.plan->label, "no label"),
+    facts += fact("Plan", study.plan ? markup("<bdi>{}</bdi>, {}, {}", study.plan->file,
+                                              named(orElse(study.plan->label, "no label")),
                                               counted(study.plan->beams.size(), "beam"))
                                      : Markup{"none"});
     facts += fact("Skipped", markup("{} of other kinds", counted(study.skippedFiles, "file")));

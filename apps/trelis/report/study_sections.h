@@ -8,9 +8,6 @@ namespace app::report {
 /// Whose study it is and the figures that one looks for first.
 Markup headline(const ReportData& data);
 
-/// The messages, the gravest first; of many only the first are unfolded.
-Markup messageList(const Messages& messages);
-
 /// What was read and what was left aside.
 Markup readTable(const ReportData& data);
 

@@ -1,15 +1,32 @@
+#include <algorithm>
 #include <cstddef>
+#include <string>
 
 #include <fmt/format.h>
 
 #include <apps/trelis/report/csv_output.h>
+#include <apps/trelis/report/earlier_outputs.h>
 #include <apps/trelis/report/json_output.h>
 #include <apps/trelis/report/nrrd_output.h>
 #include <apps/trelis/report/report_page.h>
 #include <apps/trelis/report/staged_folder.h>
+#include <apps/trelis/report/wording.h>
 #include <apps/trelis/report/write_outputs.h>
 
 namespace app {
+namespace {
+
+/// They may be of another patient.
+void removeEarlierLabelMaps(const std::filesystem::path& folder,
+                            const std::vector<std::string>& written, report::StagedFolder& staged) {
+    for (const std::string& name : report::earlierLabelMaps(folder)) {
+        if (std::find(written.begin(), written.end(), name) == written.end()) {
+            staged.remove(name);
+        }
+    }
+}
+
+}  // namespace
 
 std::vector<std::filesystem::path> writeOutputs(const std::filesystem::path& folder,
                                                 const Study& study,
@@ -30,9 +47,10 @@ std::vector<std::filesystem::path> writeOutputs(const std::filesystem::path& fol
         staged.write(data.labelMaps[s],
                      report::nrrdOf(evaluation.structures[s], data.structures[s].box));
     }
+    removeEarlierLabelMaps(folder, data.labelMaps, staged);
     // Before the files are moved: it is the last that can be cancelled.
-    phases.end(
-        fmt::format("report.html, dvh.csv, plan.json, {} label maps", data.structures.size()));
+    phases.end(fmt::format("report.html, dvh.csv, plan.json, {}",
+                           report::counted(data.labelMaps.size(), "label map")));
     return staged.commit();
 }
 
