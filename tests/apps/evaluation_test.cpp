@@ -166,7 +166,7 @@ TEST(Evaluation, OfThePhantomAgreesWithItsClosedFormulas) {
                 }
             }
         }
-        EXPECT_TRUE(hasMessage(messages, "Bladder", "interpolated: 1", app::Severity::Warning));
+        EXPECT_TRUE(hasMessage(messages, "Bladder", "in 1 plane ", app::Severity::Warning));
         EXPECT_EQ(std::count_if(messages.all().begin(), messages.all().end(),
                                 [](const auto& m) { return m.severity != app::Severity::Note; }),
                   1);
@@ -420,9 +420,8 @@ TEST(Evaluation, TellsWhatIsWrongWithAStructureAndGoesOn) {
          app::Severity::Warning,
          0.0},
         {cylinder("?", {5.0}), "one plane only", app::Severity::Warning, 1.0 * cm3},
-        {cylinder("?", {0, 3, 6, 15, 18}), "interpolated: 2", app::Severity::Warning, 21.0 * cm3},
-        {cylinderPair({0, 3, 6, 9}, {0, 3, 9}), "interpolated: 1", app::Severity::Warning,
-         24.0 * cm3},
+        {cylinder("?", {0, 3, 6, 15, 18}), "in 2 planes ", app::Severity::Warning, 21.0 * cm3},
+        {cylinderPair({0, 3, 6, 9}, {0, 3, 9}), "in 1 plane ", app::Severity::Warning, 24.0 * cm3},
         {cylinderPair({0, 3, 6, 9, 12}, {0.12, 3.12, 6.12, 9.12, 12.12}), "2.88 mm apart",
          app::Severity::Note, 29.76 * cm3},
         {cylinder("?", {0, 100}), "100 mm apart", app::Severity::Warning, 200.0 * cm3},

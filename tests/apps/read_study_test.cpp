@@ -372,7 +372,7 @@ TEST(ReadStudy, DescribesAFolderInALinePerObject) {
         "RTDOSE dose-1.dcm: 3 x 2 x 4 voxels of 3 x 4 x 5 mm, BEAM, at most 11.5 Gy",
         "RTDOSE dose-2.dcm: 3 x 2 x 4 voxels of 3 x 4 x 5 mm, BEAM, at most 11.5 Gy",
         "RTPLAN plan.dcm, \"Plan\", 2 beams: \"A\", \"B\"",
-        "0 other files skipped"};
+        "other files skipped: 0"};
     EXPECT_EQ(app::describeFolder(folder.path(), messages, phases), expected);
 }
 

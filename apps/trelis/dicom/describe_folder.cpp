@@ -123,7 +123,7 @@ std::vector<std::string> describeFolder(const std::filesystem::path& folder, Mes
     for (const FoundObject* object : others) {
         add(*object, [&] { return describe(*object, messages); });
     }
-    lines.push_back(fmt::format("{} other files skipped", found.skippedFiles));
+    lines.push_back(fmt::format("other files skipped: {}", found.skippedFiles));
     return lines;
 }
 

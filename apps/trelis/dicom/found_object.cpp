@@ -171,7 +171,7 @@ std::optional<FoundObject> identify(const FoundFile& found, Messages& messages) 
 }  // namespace
 
 FoundObjects findObjects(const std::filesystem::path& folder, Messages& messages, Phases& phases) {
-    FProgressReportingBody& progress = phases.begin("Find objects");
+    FProgressReportingBody& progress = phases.begin("find objects");
     const FolderContents contents = scanFolder(folder, messages);
     FoundObjects found;
     found.skippedFiles = contents.otherFiles;
@@ -187,7 +187,7 @@ FoundObjects findObjects(const std::filesystem::path& folder, Messages& messages
             }
         });
     }
-    phases.end(fmt::format("{} objects, {} other files skipped", found.objects.size(),
+    phases.end(fmt::format("{} objects, other files skipped: {}", found.objects.size(),
                            found.skippedFiles));
     return found;
 }

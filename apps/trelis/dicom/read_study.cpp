@@ -113,7 +113,7 @@ std::string outcome(const Study& study) {
 Study readStudy(const std::filesystem::path& folder, const StudyChoice& choice, Messages& messages,
                 Phases& phases) {
     const FoundObjects found = findObjects(folder, messages, phases);
-    FProgressReportingBody& progress = phases.begin("Read objects");
+    FProgressReportingBody& progress = phases.begin("read objects");
     const Selection selection = linkObjects(found.objects, choice, messages);
     Study study;
     study.folder = cleanText(folder.string());

@@ -56,10 +56,12 @@ void reportSpacing(const StructureGrid& grid, const GridFrame& frame,
 }
 
 void reportGaps(const StructureGrid& grid, const EvaluatedStructure& made, Messages& messages) {
-    if (made.interpolatedPlanes > 0) {
-        messages.warn(made.name, fmt::format("planes where contours are missing between others "
-                                             "were interpolated: {}",
-                                             made.interpolatedPlanes));
+    if (made.interpolatedPlanes == 1) {
+        messages.warn(made.name, "contours are missing in 1 plane between others, interpolated");
+    } else if (made.interpolatedPlanes > 1) {
+        messages.warn(made.name,
+                      fmt::format("contours are missing in {} planes between others, interpolated",
+                                  made.interpolatedPlanes));
     }
     if (grid.widestGap > 0.0) {
         messages.warn(made.name, fmt::format("a gap of {:.4g} mm between its contours is too wide "
