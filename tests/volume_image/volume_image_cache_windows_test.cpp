@@ -48,6 +48,12 @@ TEST_F(VolumeImageCacheTest, RefusesPathsThatAreNoTextAndTakesNamesOfDevicesAndO
     EXPECT_TRUE(std::filesystem::exists(base_ / "VolumeImageCache" / "1.cache"));
 }
 
+TEST_F(VolumeImageCacheTest, DisregardsTheCaseOfLettersInNames) {
+    write("One.CACHE", "12345");
+    EXPECT_EQ(Cache::GetTotalSize(), 5);
+    EXPECT_TRUE(!Image(5).create(L"one") && Cache::Remove(L"one"));
+}
+
 std::wstring traces;
 
 // A handle without sharing does the same to every process, this one included.

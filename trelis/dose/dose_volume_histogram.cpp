@@ -1,7 +1,6 @@
 #include <trelis/dose/dose_volume_histogram.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <stdexcept>
 
@@ -9,6 +8,7 @@
 #include <trelis/dose/detail/super_sampling.h>
 #include <trelis/dose/dose_coverage.h>
 #include <trelis/foundation/detail/extremes.h>
+#include <trelis/foundation/detail/platform.h>
 #include <trelis/segment_algorithms/sub_voxel_measures.h>
 
 namespace trelis {
@@ -87,7 +87,7 @@ double structureSize(const Input& input, FProgressReportingBody& progress) {
 
 double sampleStep(Kind kind, double volume) {
     const double step =
-        kind == Kind::Area ? kAreaStep : std::pow(volume, kEdgeExponent) / kStepsPerEdge;
+        kind == Kind::Area ? kAreaStep : detail::power(volume, kEdgeExponent) / kStepsPerEdge;
     const double largest = volume <= kLargeVolume ? kLargestStep : kLargestStepOfLargeVolume;
     return std::max(kSmallestStep, step < largest ? step : largest);
 }

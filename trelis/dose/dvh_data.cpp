@@ -6,6 +6,7 @@
 #include <numeric>
 #include <utility>
 
+#include <trelis/foundation/detail/platform.h>
 #include <trelis/foundation/diagnostics.h>
 #include <trelis/foundation/epsilon.h>
 
@@ -59,7 +60,7 @@ void multiply(std::vector<double>& bins, double factor) {
 }
 
 double natural(std::size_t bin, double binWidth) {
-    return std::pow(static_cast<double>(bin) * binWidth, kNaturalExponent);
+    return detail::power(static_cast<double>(bin) * binWidth, kNaturalExponent);
 }
 
 double sum(const std::vector<double>& bins, std::size_t first, std::size_t end) {

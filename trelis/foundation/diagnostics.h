@@ -13,7 +13,8 @@
 ///
 /// The format is printf-like, with one meaning on every platform and in every locale: %s and %c
 /// take wide, %S and %C narrow (UTF-8) arguments, and the lengths I, I32 and I64 mean a size, 32
-/// and 64 bits (%Iu, %I64d). There are no %a and %n, and # is for integers only.
+/// and 64 bits (%Iu, %I64d). There are no %a and %n, and # is for integers only. A long double
+/// (%Lf) is printed as the double next to it, and a text is never cut within a pair of surrogates.
 TRELIS_API void TrelisTrace(const wchar_t* format, ...) noexcept;
 
 /// Sets a function that receives every message of `TrelisTrace` and `Crash` in addition, from the

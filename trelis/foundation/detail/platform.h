@@ -30,12 +30,15 @@ inline constexpr int kAlreadyExists = 183;
 /// What separates the names of a path: a backslash on Windows, a slash elsewhere.
 extern const wchar_t kPathSeparator;
 
+/// Whether names of files that differ only in the case of letters are the same.
+extern const bool kNamesIgnoreCase;
+
 /// Creates one level of directory. Returns 0, `kAlreadyExists` or the platform's code of another
 /// error. On Windows a path is too long that has more than 240 characters with a separator at its
 /// end; the files in a directory may have longer ones.
 int createDirectory(const std::wstring& path);
 
-/// Whether a directory, or a link to one, has this name.
+/// Whether a directory, or a link to one that is there, has this name.
 bool isDirectory(const std::wstring& path);
 
 /// Gives a file another name on the same volume, in one step: at no time is anything but the whole
@@ -60,7 +63,7 @@ bool removeFile(const std::wstring& path);
 bool removeFile(const DirectoryEntry& entry);
 
 /// A file of bytes, open or not; closed at the end of its life. On Windows it cannot be deleted
-/// while it is open, and what is open for writing can only be read beside that.
+/// while it is open, and until it is closed a file created new is open to others for reading only.
 class BinaryFile {
   public:
     enum class Mode {
@@ -105,5 +108,8 @@ class BinaryFile {
 
 double sine(double angle);
 double cosine(double angle);
+
+/// The base to the power of the exponent, the same in every thread.
+double power(double base, double exponent);
 
 }  // namespace trelis::detail

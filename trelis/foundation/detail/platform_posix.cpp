@@ -118,6 +118,8 @@ bool isDebuggerListening() noexcept {
 
 const wchar_t kPathSeparator = L'/';
 
+const bool kNamesIgnoreCase = false;
+
 int createDirectory(const std::wstring& path) {
     constexpr mode_t kAllForAll = 0777;  // less the mask of the process
     const std::string narrow = narrowPath(path);
@@ -223,5 +225,7 @@ bool BinaryFile::close() {
 double sine(double angle) { return std::sin(angle); }
 
 double cosine(double angle) { return std::cos(angle); }
+
+double power(double base, double exponent) { return std::pow(base, exponent); }
 
 }  // namespace trelis::detail

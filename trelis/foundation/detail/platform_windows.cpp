@@ -89,14 +89,14 @@ DirectoryEntry describe(const std::wstring& name, const std::wstring& path, DWOR
                         std::uint64_t size, const FILETIME& lastWrite) {
     // Times count units of 100 ns from the begin of 1601.
     constexpr std::int64_t kUnitsPerSecond = 10000000;
-    constexpr std::int64_t kUnitsUntil1970 = 116444736000000000;
-    const auto units =
-        static_cast<std::int64_t>(join(lastWrite.dwHighDateTime, lastWrite.dwLowDateTime));
+    constexpr std::uint64_t kUnitsUntil1970 = 116444736000000000;
+    const auto units = static_cast<std::int64_t>(
+        join(lastWrite.dwHighDateTime, lastWrite.dwLowDateTime) - kUnitsUntil1970);
     return {name, path, (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0, size,
-            (units - kUnitsUntil1970) / kUnitsPerSecond};
+            units / kUnitsPerSecond};
 }
 
-/// What a link, or a file that lies elsewhere, leads to; nothing where that is gone.
+/// What has the path, or what a link there leads to; nothing where that is gone.
 std::optional<DirectoryEntry> follow(const std::wstring& name, const std::wstring& path) {
     constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
     const HANDLE handle = CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES, kShareAll, nullptr,
@@ -172,6 +172,8 @@ bool isDebuggerListening() noexcept { return true; }
 
 const wchar_t kPathSeparator = L'\\';
 
+const bool kNamesIgnoreCase = true;
+
 int createDirectory(const std::wstring& path) {
     if (path.size() >= kLongestDirectory) {
         return ERROR_FILENAME_EXCED_RANGE;
@@ -182,8 +184,8 @@ int createDirectory(const std::wstring& path) {
 }
 
 bool isDirectory(const std::wstring& path) {
-    const DWORD attributes = GetFileAttributesW(extendedPath(path).c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    const std::optional<DirectoryEntry> found = follow({}, extendedPath(path));
+    return found && found->directory;
 }
 
 bool renameFile(const std::wstring& from, const std::wstring& to) {
@@ -194,6 +196,9 @@ bool renameFile(const std::wstring& from, const std::wstring& to) {
 std::vector<DirectoryEntry> listDirectory(const std::wstring& path) {
     const std::wstring directory = extendedPath(path + kPathSeparator);
     std::vector<DirectoryEntry> entries;
+    if (directory.empty()) {
+        return entries;
+    }
     WIN32_FIND_DATAW found;
     const HANDLE search = FindFirstFileW((directory + L"*").c_str(), &found);
     if (search == INVALID_HANDLE_VALUE) {

@@ -13,6 +13,10 @@ constexpr char32_t kBehindSurrogates = 0xE000;
 constexpr char32_t kFirstSupplementary = 0x10000;
 constexpr char32_t kLargest = 0x10FFFF;
 
+bool isHighSurrogate(char32_t code) noexcept {
+    return code >= kFirstHighSurrogate && code < kFirstLowSurrogate;
+}
+
 std::size_t utf8Length(char32_t code) noexcept {
     return code < 0x80 ? 1 : code < 0x800 ? 2 : code < kFirstSupplementary ? 3 : 4;
 }
@@ -23,12 +27,17 @@ bool isCharacter(char32_t code) noexcept {
     return code < kFirstHighSurrogate || (code >= kBehindSurrogates && code <= kLargest);
 }
 
+std::size_t wholeLength(const wchar_t* text, std::size_t length) noexcept {
+    const bool half = sizeof(wchar_t) == 2 && length > 0 &&
+                      isHighSurrogate(static_cast<char32_t>(text[length - 1]));
+    return half ? length - 1 : length;
+}
+
 char32_t takeCharacter(const wchar_t*& next) noexcept {
     const auto code = static_cast<char32_t>(*next++);
     if constexpr (sizeof(wchar_t) == 2) {
         const auto low = static_cast<char32_t>(*next);
-        if (code >= kFirstHighSurrogate && code < kFirstLowSurrogate && low >= kFirstLowSurrogate &&
-            low < kBehindSurrogates) {
+        if (isHighSurrogate(code) && low >= kFirstLowSurrogate && low < kBehindSurrogates) {
             ++next;
             return kFirstSupplementary + ((code - kFirstHighSurrogate) << 10) +
                    (low - kFirstLowSurrogate);

@@ -14,6 +14,10 @@ inline constexpr std::size_t kMaximumWideLength = 4 / sizeof(wchar_t);
 
 bool isCharacter(char32_t code) noexcept;
 
+/// The length of a text that is cut behind `length` elements, without the first half of a pair of
+/// surrogates at its end.
+std::size_t wholeLength(const wchar_t* text, std::size_t length) noexcept;
+
 // Each takes one character from the beginning of a text that is not at its terminating zero, and
 // moves `next` behind it. Of what is no character it takes one element and returns a surrogate or
 // more than 0x10FFFF from a wide text, the replacement character from UTF-8.

@@ -28,11 +28,13 @@ struct Arguments {
 /// Takes what fits into the buffer.
 class Output {
   public:
-    Output(wchar_t* buffer, std::size_t capacity) : next_(buffer), last_(buffer + capacity - 1) {}
+    Output(wchar_t* buffer, std::size_t capacity) : buffer_(buffer), room_(capacity - 1) {}
 
     void put(wchar_t character) {
-        if (next_ != last_) {
-            *next_++ = character;
+        if (length_ != room_) {
+            buffer_[length_++] = character;
+        } else {
+            cut_ = true;
         }
     }
     void fill(wchar_t character, int count) {
@@ -45,14 +47,17 @@ class Output {
             put(static_cast<wchar_t>(character));
         }
     }
-    void terminate() { *next_ = L'\0'; }
+    void terminate() { buffer_[cut_ ? wholeLength(buffer_, length_) : length_] = L'\0'; }
 
   private:
-    wchar_t* next_;
-    wchar_t* last_;
+    wchar_t* buffer_;
+    std::size_t room_;
+    std::size_t length_ = 0;
+    bool cut_ = false;
 };
 
-enum class Length { None, Char, Short, Long, LongLong, Size, LongDouble };
+/// `Large` is long double of a real number and long long of an integer.
+enum class Length { None, Char, Short, Long, LongLong, Size, Large };
 
 /// One directive of a format: %[flags][width][.precision][length]conversion.
 struct Directive {
@@ -93,15 +98,15 @@ void takeFlags(const wchar_t*& next, Directive& directive) {
 
 /// A number in the format or, for a star, among the arguments.
 int takeNumber(const wchar_t*& next, Arguments& arguments) {
-    int number = 0;
     if (*next == L'*') {
         ++next;
-        number = va_arg(arguments.list, int);
+        return std::clamp(va_arg(arguments.list, int), -kLargestWidth, kLargestWidth);
     }
+    int number = 0;
     for (; *next >= L'0' && *next <= L'9'; ++next) {
         number = std::min(number, kLargestWidth) * 10 + static_cast<int>(*next - L'0');
     }
-    return std::clamp(number, -kLargestWidth, kLargestWidth);
+    return std::min(number, kLargestWidth);
 }
 
 Length takeLength(const wchar_t*& next) {
@@ -110,10 +115,10 @@ Length takeLength(const wchar_t*& next) {
         Length length;
     };
     constexpr Name kNames[] = {
-        {L"I64", Length::LongLong}, {L"I32", Length::None},    {L"I", Length::Size},
-        {L"hh", Length::Char},      {L"h", Length::Short},     {L"ll", Length::LongLong},
-        {L"l", Length::Long},       {L"j", Length::LongLong},  {L"z", Length::Size},
-        {L"t", Length::Size},       {L"L", Length::LongDouble}};
+        {L"I64", Length::LongLong}, {L"I32", Length::None},   {L"I", Length::Size},
+        {L"hh", Length::Char},      {L"h", Length::Short},    {L"ll", Length::LongLong},
+        {L"l", Length::Long},       {L"j", Length::LongLong}, {L"z", Length::Size},
+        {L"t", Length::Size},       {L"L", Length::Large}};
     for (const auto& [text, length] : kNames) {
         if (std::wcsncmp(next, text.data(), text.size()) == 0) {
             next += text.size();
@@ -153,6 +158,7 @@ std::int64_t takeInteger(Length length, Arguments& arguments) {
         case Length::Long:
             return va_arg(arguments.list, long);
         case Length::LongLong:
+        case Length::Large:
             return va_arg(arguments.list, long long);
         case Length::Size:
             return va_arg(arguments.list, std::ptrdiff_t);
@@ -171,6 +177,7 @@ std::uint64_t takeUnsigned(Length length, Arguments& arguments) {
         case Length::Long:
             return static_cast<unsigned long>(bits);
         case Length::LongLong:
+        case Length::Large:
         case Length::Size:
             return static_cast<std::uint64_t>(bits);
         default:
@@ -179,8 +186,8 @@ std::uint64_t takeUnsigned(Length length, Arguments& arguments) {
 }
 
 double takeReal(Length length, Arguments& arguments) {
-    return length == Length::LongDouble ? static_cast<double>(va_arg(arguments.list, long double))
-                                        : va_arg(arguments.list, double);
+    return length == Length::Large ? static_cast<double>(va_arg(arguments.list, long double))
+                                   : va_arg(arguments.list, double);
 }
 
 /// Pads what put() emits, which is `length` characters.
@@ -298,6 +305,7 @@ void putWide(Output& output, const Directive& directive, const wchar_t* text) {
     while (length < limit && text[length] != L'\0') {
         ++length;
     }
+    length = length < limit ? length : wholeLength(text, length);
     putPadded(output, directive, length, [&] {
         for (std::size_t i = 0; i < length; ++i) {
             output.put(text[i]);
@@ -312,9 +320,11 @@ void forEachWide(const Directive& directive, const char* text, const Visitor& vi
     while (room > 0 && *text != '\0') {
         wchar_t wide[kMaximumWideLength];
         const std::size_t length = encode(takeCharacter(text), wide);
-        for (std::size_t i = 0; i < length && room > 0; ++i, --room) {
-            visit(wide[i]);
+        if (length > room) {
+            return;
         }
+        std::for_each(wide, wide + length, visit);
+        room -= length;
     }
 }
 
@@ -366,8 +376,9 @@ void putArgument(Output& output, const Directive& directive, Arguments& argument
             const int character = va_arg(arguments.list, int);
             const wchar_t wide[] = {static_cast<wchar_t>(character), L'\0'};
             const char narrow[] = {static_cast<char>(character), '\0'};
-            return isWide(directive) ? putWide(output, directive, wide)
-                                     : putNarrow(output, directive, narrow);
+            Directive whole = directive;
+            whole.precision = -1;
+            return isWide(whole) ? putWide(output, whole, wide) : putNarrow(output, whole, narrow);
         }
         default:
             // A percent sign, or what is no conversion.

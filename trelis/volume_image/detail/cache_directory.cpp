@@ -16,7 +16,7 @@ namespace {
 constexpr std::int64_t kSecondsPerHour = 3600;
 constexpr std::uint64_t kBytesPerMiB = std::uint64_t{1} << 20;
 constexpr std::wstring_view kTemporaryExtension = L".TMP";
-constexpr std::wstring_view kCacheExtension = L".cache";
+constexpr wchar_t kCacheExtension[] = L".cache";
 
 std::chrono::system_clock::duration sinceEpoch() {
     return std::chrono::system_clock::now().time_since_epoch();
@@ -33,6 +33,11 @@ std::wstring upperCase(std::wstring text) {
         }
     }
     return text;
+}
+
+bool isCacheFile(const std::wstring& name) {
+    return kNamesIgnoreCase ? upperCase(name).ends_with(upperCase(kCacheExtension))
+                            : name.ends_with(kCacheExtension);
 }
 
 /// Deletes a file and traces that it is gone, for the reason given, or that it is not.
@@ -128,7 +133,7 @@ BinaryFile createUniqueVolumeCacheTempFile(const std::wstring& directory, std::w
 unsigned long long totalCacheFileSize(const std::wstring& directory) {
     unsigned long long total = 0;
     for (const DirectoryEntry& entry : listDirectory(directory)) {
-        if (!entry.directory && entry.name.ends_with(kCacheExtension)) {
+        if (!entry.directory && isCacheFile(entry.name)) {
             total += static_cast<std::uint32_t>(entry.size);
         }
     }

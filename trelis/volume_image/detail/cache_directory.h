@@ -22,8 +22,8 @@ void cleanCacheFileDirectory(const std::wstring& directory,
 /// that fails.
 BinaryFile createUniqueVolumeCacheTempFile(const std::wstring& directory, std::wstring& path);
 
-/// The sum of the low 32 bits of the sizes of all files "*.cache", as these are written here: the
-/// case of letters counts.
+/// The sum of the low 32 bits of the sizes of all files "*.cache". The case of letters counts where
+/// the platform distinguishes it.
 unsigned long long totalCacheFileSize(const std::wstring& directory);
 
 }  // namespace trelis::detail
