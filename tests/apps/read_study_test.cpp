@@ -356,7 +356,7 @@ TEST(ReadStudy, LinksObjectsByReferencesBeforeFramesAndTakesWhatWasAskedFor) {
     EXPECT_EQ(mixed.plan->file, "plan.dcm");
     EXPECT_EQ(mixed.structuresFile, "structures.dcm");
     EXPECT_EQ(mixed.image->slices.size(), 6U);
-    EXPECT_FALSE(readOnly(folder, {"2.25.77", {}, {}}).image);
+    EXPECT_THROW(readOnly(folder, {"2.25.77", {}, {}}), std::invalid_argument);
     EXPECT_THROW(app::Messages m; app::Phases p(nullptr, false);
                  app::readStudy(folder / "none", {}, m, p), std::runtime_error);
 }

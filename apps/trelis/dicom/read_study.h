@@ -21,7 +21,8 @@ struct StudyChoice {
 
 /// Reads the DICOM objects below a folder, told apart by their SOP class and linked by references
 /// and frames of reference. Each file that cannot be used is a fault in the messages that names
-/// it; the rest is read. std::runtime_error when the folder cannot be read at all.
+/// it; the rest is read. std::runtime_error when the folder cannot be read at all,
+/// std::invalid_argument for a choice that is not there.
 Study readStudy(const std::filesystem::path& folder, const StudyChoice& choice, Messages& messages,
                 Phases& phases);
 

@@ -2,6 +2,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <stdexcept>
 #include <tuple>
 
 #include <fmt/format.h>
@@ -172,16 +173,19 @@ class Linker {
         });
     }
 
-    /// What was asked for and is there; a fault where it is not.
-    const FoundObject* requested(ObjectKind kind, const char* what) {
+    /// What was asked for; std::invalid_argument where it is not there.
+    const FoundObject* requested(ObjectKind kind, const char* what) const {
         const std::string name = *wanted(kind);
+        std::set<std::string> known;
         for (const FoundObject* object : ofKind(kind)) {
             if (isMeant(*object, name)) {
                 return object;
             }
+            known.insert(kind == ObjectKind::Image ? object->seriesUid : object->file);
         }
-        messages_.fault(name, fmt::format("was asked for, but there is no such {}", what));
-        return nullptr;
+        throw std::invalid_argument(
+            fmt::format("there is no {} {}; there {}", what, inQuotes(name),
+                        known.empty() ? "is none" : fmt::format("is {}", fmt::join(known, ", "))));
     }
 
     void noteOthers(const Objects& objects, const FoundObject* taken, const char* why) {
@@ -252,10 +256,9 @@ class Linker {
     Objects chooseImages() {
         const std::vector<Objects> all = allSeries();
         if (choice_.series) {
-            const FoundObject* image = requested(ObjectKind::Image, "series of images");
-            return pick(all, "the series that was asked for", [&](const Objects& series) {
-                return image != nullptr && series.front()->seriesUid == image->seriesUid;
-            });
+            const std::string uid = requested(ObjectKind::Image, "series of images")->seriesUid;
+            return pick(all, "the series that was asked for",
+                        [&](const Objects& series) { return series.front()->seriesUid == uid; });
         }
         if (selection_.structures != nullptr) {
             const auto isReferred = [&](const Objects& series) {
@@ -289,7 +292,7 @@ class Linker {
                 messages_.note(series.front()->file,
                                fmt::format("is not used{}: {} is of {}", withOthersOf(series),
                                            inQuotes(taken->front()->file), why));
-            } else if (!choice_.series) {
+            } else {
                 messages_.fault(series.front()->file,
                                 fmt::format("is left out{}: its frame of reference does not match "
                                             "the rest of the study",

@@ -151,6 +151,9 @@ void sumDoses(const std::vector<DoseGrid>& doses, const std::vector<double>& wei
     std::fill(sum.values.begin(), sum.values.end(), 0U);
     const double largest = largestSum(doses, weights, messages);
     sum.scale = largest > 0.0 ? largest / kLargestSum : 1.0;
+    if (largest == 0.0) {
+        messages.warn("dose", "the sum is zero everywhere");
+    }
     sum.units = doses.front().units;
     for (std::size_t i = 0; i < doses.size(); ++i) {
         progress.ReportProgress(static_cast<double>(i) / static_cast<double>(doses.size()));

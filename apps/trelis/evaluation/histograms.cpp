@@ -61,7 +61,7 @@ void reportDoubts(const EvaluatedStructure& structure, double known, Messages& m
                                   "scaled up from that",
                                   100.0 * dvh.samplingCoverage));
     }
-    if (dvh.coveredVoxelCount < kFewVoxels) {
+    if (dvh.coveredVoxelCount < kFewVoxels && dvh.maxDose > 0.0) {
         messages.warn(structure.name, fmt::format("it has only {} voxels in the dose grid; its "
                                                   "histogram is coarse",
                                                   dvh.coveredVoxelCount));
