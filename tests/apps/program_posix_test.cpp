@@ -8,19 +8,14 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/apps/temporary_folder.h>
+
 namespace {
 
 namespace fs = std::filesystem;
 
-/// A folder for one test, removed at its end.
 class ProgramTest : public testing::Test {
   protected:
-    ProgramTest() {
-        std::string pattern = (fs::temp_directory_path() / "trelis-program-XXXXXX").string();
-        folder_ = mkdtemp(pattern.data());
-    }
-    ~ProgramTest() override { fs::remove_all(folder_); }
-
     std::string at(const char* name) const { return (folder_ / name).string(); }
 
     /// What the program prints, both streams; `exitCode` as a shell sees it.
@@ -36,7 +31,7 @@ class ProgramTest : public testing::Test {
         return output;
     }
 
-    fs::path folder_;
+    TemporaryFolder folder_;
 };
 
 TEST_F(ProgramTest, MakesAPhantomTellsWhatIsInItEvaluatesItAndUsesTheCacheTheSecondTime) {

@@ -33,6 +33,8 @@
 #include <apps/trelis/report/statistics_table.h>
 #include <apps/trelis/report/write_outputs.h>
 
+#include <tests/apps/temporary_folder.h>
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -199,16 +201,9 @@ class Page {
 
 class Report : public ::testing::Test {
   protected:
-    void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "report-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        root_ = pattern;
-        folder_ = root_ / "made" / "output";
-    }
-    void TearDown() override { fs::remove_all(root_); }
-
-    fs::path root_;
-    fs::path folder_;
+    TemporaryFolder temporary_;
+    fs::path root_ = temporary_.path();
+    fs::path folder_ = root_ / "made" / "output";
     Scene scene_;
 };
 

@@ -7,8 +7,6 @@
 #include <string>
 #include <vector>
 
-#include <unistd.h>
-
 #include <dcmtk/dcmdata/dctk.h>
 
 #include <gtest/gtest.h>
@@ -16,27 +14,15 @@
 #include <apps/trelis/dicom/read_study.h>
 #include <apps/trelis/phantom/dicom_writer.h>
 
-/// A new folder that is removed with all it holds.
-class StudyFolder {
+#include <tests/apps/temporary_folder.h>
+
+/// A folder for a study.
+class StudyFolder : public TemporaryFolder {
   public:
-    StudyFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "trelis-XXXXXX").string();
-        path_ = mkdtemp(pattern.data());
-    }
-    StudyFolder(const StudyFolder&) = delete;
-    StudyFolder& operator=(const StudyFolder&) = delete;
-    ~StudyFolder() { std::filesystem::remove_all(path_); }
-
-    const std::filesystem::path& path() const { return path_; }
-    std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
-
     app::Study read(app::Messages& messages, const app::StudyChoice& choice = {}) const {
         app::Phases phases(nullptr, false);
-        return app::readStudy(path_, choice, messages, phases);
+        return app::readStudy(path(), choice, messages, phases);
     }
-
-  private:
-    std::filesystem::path path_;
 };
 
 inline app::ObjectHeader smallHeader(const std::string& instance, const std::string& series) {
